@@ -1,0 +1,32 @@
+# The two commands a new user needs (each installs missing Debian packages):
+#   make run    build and run the main job
+#   make test   build and run every test
+# and `make check` for the sanitizer and i386 layout checks that CI adds.
+JOBS ?= 2
+BUILD ?= build
+
+.PHONY: deps build test check bench run clean
+
+deps:
+	@bash scripts/deps.sh
+
+build: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release
+	cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+check: deps
+	JOBS=$(JOBS) bash scripts/check.sh
+
+bench: deps
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
+	cmake --build build-bench -j $(JOBS)
+	@for b in build-bench/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+
+run: build
+	@echo "libTavrinCommon built in $(BUILD)/"
+
+clean:
+	rm -rf $(BUILD) build-asan build-bench out

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building, testing and running
+# libTavrinCommon need, and only those that are missing. Runs as root, or
+# through sudo when it is there.
+set -eu
+
+packages=(
+  # toolchain
+  g++ make cmake pkg-config binutils
+  # the library's dependencies
+  libtiff-dev libjpeg62-turbo-dev zlib1g-dev
+  # tests and benchmarks
+  libgtest-dev libbenchmark-dev
+  # i386 layout check (compiles the public headers with -m32)
+  g++-multilib
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+  [ "$status" = "install ok installed" ] || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "deps: installing ${missing[*]}" >&2
+sudo=""
+if [ "$(id -u)" != 0 ]; then
+  command -v sudo >/dev/null || { echo "deps: need root or sudo to install: ${missing[*]}" >&2; exit 1; }
+  sudo=sudo
+fi
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Installs the built library into a scratch prefix and builds a small caller
+# against it twice: with CMake's find_package and with pkg-config.
+#   check_install.sh BUILD_DIR EXAMPLE_DIR SCRATCH_DIR
+set -eu
+build=$1 example=$2 scratch=$3
+rm -rf "$scratch"
+mkdir -p "$scratch"
+prefix=$scratch/prefix
+cmake --install "$build" --prefix "$prefix" >/dev/null
+
+cmake -S "$example" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$scratch/cmake-build" >/dev/null
+"$scratch/cmake-build/tavrin_example"
+
+libdir=$(find "$prefix" -name TavrinCommon.pc -printf '%h\n' | head -n 1)
+flags=$(PKG_CONFIG_PATH=$libdir pkg-config --cflags --libs TavrinCommon)
+# shellcheck disable=SC2086
+g++ -std=c++17 "$example/example.cpp" -o "$scratch/example-pc" $flags
+LD_LIBRARY_PATH=$(dirname "$libdir") "$scratch/example-pc"
+echo "install ok"
