@@ -1,0 +1,213 @@
+// Connected-component labelling of the quarter-resolution picture mask
+// (8-connectivity): a raster pass hands out provisional labels and records
+// equivalences, a pass over the labels turns them into consecutive final
+// labels, and a raster pass writes the final labels and gathers each label's
+// pixel count and bounding box.
+//
+// The equivalence table is followed at most two steps anywhere, and a link
+// is written to the entry those two steps pass through. A region whose chain
+// grew longer than two steps can therefore keep two final labels; that is the
+// labelling the detector's thresholds were tuned on, so it is kept exactly.
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "TavrinDetect.h"
+#include "detect/dump_file.h"
+
+namespace {
+
+constexpr uint32_t kMaxProvisional = 8192;  // provisional labels 1..8192
+constexpr int kMaxFinal = 4096;             // final labels formed at most
+constexpr int kMaxAccepted = 4095;          // final labels entLabeling accepts
+constexpr int kFailure = -4096;
+constexpr int32_t kPixelCap = 2097151;      // pixel counts stop here
+constexpr int32_t kBoxInit = 32767;         // min_x / min_y before the first pixel
+
+// A work area's byte size as the placement helper takes it; sizes beyond int
+// are clamped (they exceed every limit anyway).
+int areaSize(int64_t bytes) {
+    return bytes > INT_MAX ? INT_MAX : static_cast<int>(bytes);
+}
+
+void dumpLabelTable(char* dir, const PictLabel* table, int k) {
+    FILE* fp = tavrin_detect::openDumpFile(dir, "label_table.txt");
+    if (fp == nullptr) return;
+    std::fputs("Label,pixel,min_x,min_y,max_x,max_y\n", fp);
+    for (int l = 1; l <= k; ++l) {
+        const PictLabel& e = table[l];
+        std::fprintf(fp, "%5d,%5d,%5d,%5d,%5d,%5d\n", l, e.pixel, e.min_x, e.min_y, e.max_x,
+                     e.max_y);
+    }
+    std::fclose(fp);
+}
+
+}  // namespace
+
+int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWidth, int iHeight,
+               char* pcDumpDir) {
+    uint32_t* const T = puiTable;
+    uint32_t count = 0;
+    for (int y = 0; y < iHeight; ++y) {
+        const uint8_t* row = pucMask + static_cast<size_t>(y) * iWidth;
+        const uint8_t* up = y > 0 ? row - iWidth : nullptr;
+        uint16_t* lab = pusProv + static_cast<size_t>(y) * iWidth;
+        const uint16_t* labUp = y > 0 ? lab - iWidth : nullptr;
+        for (int x = 0; x < iWidth; ++x) {
+            if (row[x] == 0) {
+                lab[x] = 0;
+                continue;
+            }
+            const bool hasL = x > 0 && row[x - 1] != 0;
+            const bool hasU = up != nullptr && up[x] != 0;
+            const bool hasUL = up != nullptr && x > 0 && up[x - 1] != 0;
+            const bool hasUR = up != nullptr && x + 1 < iWidth && up[x + 1] != 0;
+            const uint32_t fresh = count + 1;
+
+            // Smallest label among the neighbours: upper ones two table steps
+            // away, the left one as it was handed out in this pass.
+            uint32_t m = fresh;
+            if (hasU) {
+                const uint32_t t = T[T[labUp[x]]];
+                if (t <= fresh) m = t;
+            }
+            if (hasL && lab[x - 1] <= m) m = lab[x - 1];
+            if (hasUL) {
+                const uint32_t t = T[T[labUp[x - 1]]];
+                if (t <= m) m = t;
+            }
+
+            uint32_t cur;
+            if (hasUR) {
+                const uint32_t r = T[T[labUp[x + 1]]];
+                if (r <= m) {
+                    lab[x] = static_cast<uint16_t>(r);
+                    cur = r;
+                } else {
+                    // The upper-right side is linked down to m; the left and
+                    // upper-left sides stay as they are for this pixel.
+                    lab[x] = static_cast<uint16_t>(m);
+                    T[T[labUp[x + 1]]] = m;
+                    continue;
+                }
+            } else if (hasL || hasU || hasUL) {
+                lab[x] = static_cast<uint16_t>(m);
+                cur = m;
+            } else {
+                if (fresh > kMaxProvisional) return -static_cast<int>(fresh);
+                lab[x] = static_cast<uint16_t>(fresh);
+                count = fresh;
+                continue;
+            }
+
+            // Link at most one of the left and upper-left sides to cur.
+            if (hasL && cur < lab[x - 1]) {
+                T[lab[x - 1]] = cur;
+            } else if (hasUL && cur < T[T[labUp[x - 1]]]) {
+                T[T[labUp[x - 1]]] = cur;
+            }
+        }
+    }
+
+    if (FILE* fp = tavrin_detect::openDumpFile(pcDumpDir, "init_table.txt")) {
+        for (uint32_t l = 1; l <= count; ++l)
+            std::fprintf(fp, "%d,%d\n", static_cast<int>(l), static_cast<int>(T[l]));
+        std::fclose(fp);
+    }
+    return static_cast<int>(count);
+}
+
+int CorrelationTableGeneration(uint32_t* puiTable, uint32_t* puiCorr, int n, char* pcDumpDir) {
+    uint32_t* const T = puiTable;
+    int k = 0;
+    // T[l] <= l, and every entry below l already holds a final label, so one
+    // more step from T[l] finds l's final label; a root exceeds k and opens
+    // the next one.
+    for (int l = 1; l <= n; ++l) {
+        uint32_t r = T[T[l]];
+        T[l] = r;
+        if (r > static_cast<uint32_t>(k)) {
+            ++k;
+            if (k > kMaxFinal) return -k;
+            T[l] = static_cast<uint32_t>(k);
+            r = static_cast<uint32_t>(k);
+        }
+        puiCorr[l] = r;
+    }
+
+    if (FILE* fp = tavrin_detect::openDumpFile(pcDumpDir, "corr_table.txt")) {
+        for (int l = 1; l <= n; ++l) std::fprintf(fp, "%d,%d\n", l, static_cast<int>(puiCorr[l]));
+        std::fclose(fp);
+    }
+    return k;
+}
+
+int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uint32_t* puiCorr,
+                  int iWidth, int iHeight) {
+    // Every byte of the label plane is written below, so it needs no
+    // separate clearing.
+    for (int y = 0; y < iHeight; ++y) {
+        const uint16_t* prov = pusProv + static_cast<size_t>(y) * iWidth;
+        uint8_t* out = pucLabel + static_cast<size_t>(y) * iWidth;
+        for (int x = 0; x < iWidth; ++x) {
+            const uint32_t f = puiCorr[prov[x]];
+            out[x] = static_cast<uint8_t>(f);  // low 8 bits: 300 is stored as 44
+            PictLabel& e = pstLabel[f];
+            if (e.pixel != kPixelCap) ++e.pixel;
+            e.min_y = std::min(e.min_y, y);
+            e.max_y = std::max(e.max_y, y);
+            e.min_x = std::min(e.min_x, x);
+            e.max_x = std::max(e.max_x, x);
+        }
+    }
+    return 0;
+}
+
+int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uint8_t* pucWorkBuf,
+                char* pcDumpDir) {
+    if (pstLabel == nullptr || mask == nullptr || labelPlane == nullptr || pucWorkBuf == nullptr)
+        return kFailure;
+    const int width = mask->usWidth;
+    const int height = mask->usHeight;
+    const int64_t n = static_cast<int64_t>(width) * height;
+
+    uint8_t* tableArea = TavrinApp_MemAlloc(pucWorkBuf, areaSize(n * 4),
+                                            static_cast<int>(TAVRIN_DETECT_EQUIV_LIMIT),
+                                            static_cast<int>(TAVRIN_DETECT_EQUIV_OFFSET));
+    uint8_t* provArea = TavrinApp_MemAlloc(pucWorkBuf, areaSize(n * 2),
+                                           static_cast<int>(TAVRIN_DETECT_PROV_LIMIT),
+                                           static_cast<int>(TAVRIN_DETECT_PROV_OFFSET));
+    if (tableArea == nullptr || provArea == nullptr) return kFailure;
+    if (n > 0 && (mask->pucImage == nullptr || labelPlane->pucImage == nullptr)) return kFailure;
+    uint32_t* T = reinterpret_cast<uint32_t*>(tableArea);
+    uint16_t* prov = reinterpret_cast<uint16_t*>(provArea);
+
+    // One entry past N is initialised as well (while it fits the region):
+    // a 1 x 1 foreground image hands out label 1 = N, whose entry the
+    // resolution reads.
+    const int64_t tableEntries = std::min<int64_t>(n + 1, TAVRIN_DETECT_EQUIV_LIMIT / 4);
+    for (int64_t i = 0; i < tableEntries; ++i) T[i] = static_cast<uint32_t>(i);
+    std::fill(prov, prov + n, uint16_t{0});
+    std::fill(labelPlane->pucImage, labelPlane->pucImage + n, uint8_t{0});
+
+    const int provisional = init_label(mask->pucImage, prov, T, width, height, pcDumpDir);
+    if (provisional < 0) return kFailure;
+
+    uint8_t* corrArea = TavrinApp_MemAlloc(pucWorkBuf, (provisional + 1) * 4,
+                                           static_cast<int>(TAVRIN_DETECT_CORR_LIMIT),
+                                           static_cast<int>(TAVRIN_DETECT_CORR_OFFSET));
+    if (corrArea == nullptr) return kFailure;  // 8192 provisional labels
+    uint32_t* corr = reinterpret_cast<uint32_t*>(corrArea);
+    for (int l = 0; l <= provisional; ++l) corr[l] = static_cast<uint32_t>(l);
+
+    const int k = CorrelationTableGeneration(T, corr, provisional, pcDumpDir);
+    // Taken as unsigned, a failure (-4097) exceeds the limit as well as 4096.
+    if (static_cast<unsigned>(k) > static_cast<unsigned>(kMaxAccepted)) return kFailure;
+
+    for (int l = 0; l <= k; ++l) pstLabel[l] = PictLabel{0, kBoxInit, kBoxInit, 0, 0};
+    correct_label(pstLabel, prov, labelPlane->pucImage, corr, width, height);
+    dumpLabelTable(pcDumpDir, pstLabel, k);
+    return k;
+}
