@@ -88,25 +88,45 @@ TAVRIN_API uint8_t* TavrinApp_MemSetHeadPointer(uint8_t* base, int total, int us
 // Merges the statuses of two parallel branches: a == b gives a; a == ok
 // gives b; b == ok gives a; otherwise fail.
 TAVRIN_API int set_ErrorCode_forParallel(int a, int b, int ok, int fail);
-// Processing case 0..3 of a request.
+// Processing case of a request, by the first rule that matches:
+// ucModeCicFunc set -> 1; ucModeIdxColFunc set -> 2; ucModeEditFunc clear
+// -> 3; otherwise 0.
 TAVRIN_API int TavrinApp_GetCaseNumber(const StructInputParams& params);
-// True when the page fits the size limit of its case.
+// True when the page (img.usWidth x img.usHeight pixels) fits the limit of its
+// case, short side x long side, equality passing: case 1: 3626 x 5220;
+// cases 0 and 2: 7252 x 10441; case 3: 3626 x 5220 when ucSizeFlag is 0 or
+// when skew and crop estimation are both on with ucFeeder 4, else 3508 x 5102.
 TAVRIN_API bool TavrinApp_CheckInSize(const StructInputParams& params, ImgTavrin& img,
                                       uint8_t ucSizeFlag);
-// True for model identifier 21.
+// True for model identifier 21 (the A4 type).
 TAVRIN_API bool TavrinApp_CheckA4Type(uint8_t ucModelID);
 
 // Skew-and-crop (SC) results: crop width/height, origin x/y in pixels of the
-// named resolution, angle in hundredths of a degree. Limited in place.
+// named resolution (300 or 75 dpi), angle in hundredths of a degree. All are
+// changed in place; there is no failure.
+
+// Shrinks a 300-dpi crop to the page limit (long x short side 5102 x 3508, or
+// 4205 x 2551 when bLegal) after removing a margin of fMarginX / fMarginY
+// pixels from each side (16-bit arithmetic: a margin wider than the side
+// wraps and the limit wins). The crop shrinks about its centre in the frame
+// rotated by sAngle, so the origin moves by the rotated half-shrink, rounded
+// as trunc(value + 0.5).
 TAVRIN_API void TavrinApp_LimitSCResult300(uint16_t& usWidth, uint16_t& usHeight,
                                            int16_t& sX, int16_t& sY, int16_t sAngle,
                                            float fMarginX, float fMarginY, bool bLegal);
+// The same for a 75-dpi result (width and height taken as unsigned): scaled
+// by 4, limited without margins at the standard size, and shifted back right
+// by 2 (x and y arithmetically, rounding toward minus infinity).
 TAVRIN_API void TavrinApp_LimitSCResult075(int16_t& sWidth, int16_t& sHeight, int16_t& sX,
                                            int16_t& sY, int16_t sAngle);
+// Multiplies all four values by fScale (single precision, truncated toward
+// zero), then limits them as TavrinApp_LimitSCResult300.
 TAVRIN_API void TavrinApp_ScaleUpSCResult(uint16_t& usWidth, uint16_t& usHeight,
                                           int16_t& sX, int16_t& sY, int16_t sAngle,
                                           float fMarginX, float fMarginY, float fScale,
                                           bool bLegal);
+// Limits a 300-dpi result (no margins, standard size) and brings it to 75 dpi
+// by shifting right by 2 (x and y arithmetically).
 TAVRIN_API void TavrinApp_ScaleDownSCResult(uint16_t& usWidth, uint16_t& usHeight,
                                             int16_t& sX, int16_t& sY, int16_t sAngle);
 

@@ -47,10 +47,21 @@ struct StructInputParams {
 // Minimum, default and maximum rows (888 bytes).
 TAVRIN_API extern const StructInputParams strInputParams_Limit[3];
 
-// Checks the request fields in their fixed order against rows 0 and 2 of
-// strInputParams_Limit. Returns 0 when all pass; -1 at the first illegal
-// field, after formatting "Tavrin_Execute <name> illegal[<value>]\n" into
-// message (at least 47 bytes; written only on failure).
+// Checks the request fields against rows 0 (minimum) and 2 (maximum) of
+// strInputParams_Limit, in this order: ucModelID, ucModeCicFunc,
+// ucModeIdxColFunc, ucModeEditFunc, ucModeResEstFunc, ucModeSkewEstFunc,
+// ucModeCropEstFunc, ucModeAdvAcsFunc, ucCicModeSwitch, ucModeIq, ucMview,
+// ucResEstCompMode, ucFreqInfo, ucAeLevel, ucFeeder, ucFeedDirection,
+// ucBacking, ucRotated, UseManyCore. ucMview and ucAeLevel also pass when 0;
+// the other fields (angle, cos, sin, extents, reserved bytes) are not checked.
+// The record is never changed.
+//   params   the request record.
+//   message  caller buffer of at least 47 bytes; written only on failure, with
+//            "Tavrin_Execute <field name> illegal[<value>]\n" (NUL-terminated).
+//            May be null: the status is returned without a message.
+// Returns 0 when every checked field is within its limits; -1 at the first
+// illegal field (later fields are not examined), or when params is null (no
+// message then).
 TAVRIN_API int Tavrin_CheckInputParams(StructInputParams* params, char* message);
 
 // ---- Simulation (tuning) records ------------------------------------------
@@ -97,14 +108,19 @@ TAVRIN_API extern const simCompEst strSimCompEstParams_Limit[3];
 TAVRIN_API extern const simAACS strSimAACSParams_Limit[3];
 TAVRIN_API extern const simSkewCropEst strSimSkewCropParams_Limit[3];
 
-// Copies the default row of each table into the five stage records. Returns 0.
+// Copies the default row (row 1) of each table, byte for byte, into the stage
+// record its pointer designates. Null pointers (params or a stage) are
+// skipped. Returns 0.
 TAVRIN_API int Tavrin_InitSimParams(SimParams* params);
 // Runs the stage checks in the order CIC, ResEst, CompEst, AACS, SkewCrop and
-// returns the first negative result, else 0.
+// returns the first negative result at once, else 0. Nothing is corrected.
+// Returns -1 when params is null.
 TAVRIN_API int Tavrin_CheckSimParams(SimParams* params);
-// Each returns 0, or minus the number of fields found out of range (the CIC
-// check counts fields 1-8, else 9-10, else 11, stopping at the first group
-// with a failure).
+// Stage checks: a field passes when minimum <= value <= maximum (row 0 and
+// row 2 of the stage's table), compared signed for the signed fields.
+// Each returns 0 when all fields pass, else minus the number of fields out of
+// range; -1 for a null record. The CIC check counts fields 1-8; only when
+// they all pass fields 9-10; only when those pass too field 11.
 TAVRIN_API int checkSimParams_CIC(simCIC* p);
 TAVRIN_API int checkSimParams_ResEst(simResEst* p);
 TAVRIN_API int checkSimParams_CompEst(simCompEst* p);
