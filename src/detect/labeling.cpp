@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "TavrinDetect.h"
 #include "detect/dump_file.h"
@@ -30,6 +31,15 @@ constexpr int32_t kBoxInit = 32767;         // min_x / min_y before the first pi
 // are clamped (they exceed every limit anyway).
 int areaSize(int64_t bytes) {
     return bytes > INT_MAX ? INT_MAX : static_cast<int>(bytes);
+}
+
+// The pixel count after `run` more pixels, each adding 1 unless the count
+// already stands at the cap.
+int32_t addCapped(int32_t count, int run) {
+    if (count == kPixelCap) return count;
+    const int64_t sum = static_cast<int64_t>(count) + run;
+    if (count < kPixelCap) return static_cast<int32_t>(std::min<int64_t>(sum, kPixelCap));
+    return static_cast<int32_t>(static_cast<uint32_t>(sum));  // beyond the cap: never reaches it
 }
 
 void dumpLabelTable(char* dir, const PictLabel* table, int k) {
@@ -147,19 +157,24 @@ int CorrelationTableGeneration(uint32_t* puiTable, uint32_t* puiCorr, int n, cha
 int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uint32_t* puiCorr,
                   int iWidth, int iHeight) {
     // Every byte of the label plane is written below, so it needs no
-    // separate clearing.
+    // separate clearing. A row is taken in runs of one provisional label:
+    // the statistics of a run equal those of its pixels taken one by one.
     for (int y = 0; y < iHeight; ++y) {
         const uint16_t* prov = pusProv + static_cast<size_t>(y) * iWidth;
         uint8_t* out = pucLabel + static_cast<size_t>(y) * iWidth;
-        for (int x = 0; x < iWidth; ++x) {
-            const uint32_t f = puiCorr[prov[x]];
-            out[x] = static_cast<uint8_t>(f);  // low 8 bits: 300 is stored as 44
+        for (int x = 0; x < iWidth;) {
+            const uint16_t l = prov[x];
+            int end = x + 1;
+            while (end < iWidth && prov[end] == l) ++end;
+            const uint32_t f = puiCorr[l];
+            std::memset(out + x, static_cast<uint8_t>(f), static_cast<size_t>(end - x));  // 300 -> 44
             PictLabel& e = pstLabel[f];
-            if (e.pixel != kPixelCap) ++e.pixel;
+            e.pixel = addCapped(e.pixel, end - x);
             e.min_y = std::min(e.min_y, y);
             e.max_y = std::max(e.max_y, y);
             e.min_x = std::min(e.min_x, x);
-            e.max_x = std::max(e.max_x, x);
+            e.max_x = std::max(e.max_x, end - 1);
+            x = end;
         }
     }
     return 0;
