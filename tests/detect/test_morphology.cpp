@@ -218,3 +218,25 @@ TEST(RemoveSoloPoint, SmallPlanesAreUnchanged) {
     EXPECT_EQ(remove_SoloPoint(tiny.img), 0);
     EXPECT_EQ(tiny.at(1, 1), 0);
 }
+
+TEST(RemoveSoloPoint, MatchesThePlainDefinitionOnSparsePlanes) {
+    unsigned seed = 500;
+    for (int w : {3, 9, 10, 17, 40}) {
+        for (int h : {3, 5, 20}) {
+            Plane p = filter_test::randomMask(w, h, seed++, 4);
+            p.at(w / 2, h / 2) = 255;
+            Plane want(p);
+            for (int y = 1; y < h - 1; ++y) {
+                for (int x = 1; x < w - 1; ++x) {
+                    int around = 0;
+                    for (int dy = -1; dy <= 1; ++dy)
+                        for (int dx = -1; dx <= 1; ++dx)
+                            if (dx != 0 || dy != 0) around |= p.at(x + dx, y + dy);
+                    if (p.at(x, y) == 1 && around == 0) want.at(x, y) = 0;
+                }
+            }
+            EXPECT_EQ(remove_SoloPoint(p.img), 0);
+            EXPECT_EQ(p.px, want.px) << w << "x" << h;
+        }
+    }
+}
