@@ -106,20 +106,39 @@ TAVRIN_API extern int illust_flag;
 
 // ---- Driver ---------------------------------------------------------------
 
-// Finds the picture areas of a page at quarter resolution inside pucWorkBuf
-// (at least TAVRIN_DETECT_WORK_SIZE bytes). iPictAttrMode 1 adds the
-// P-attribute (112) areas; at most iLabelPassMax + 1 labelling passes run;
-// iParallel non-zero lets the filters use two OpenMP bands; pcDebugPath is a
-// dump directory ("" = no dumps, never null).
-// Returns 1 picture page, 0 not; -1 a filter failed; -3 a plane did not fit
-// (or null buffer, or planes too small); -(4 + p) labelling pass p failed.
-// On 0 or 1 writes pstParam->iPictPixelNum; the mask is at
-// TAVRIN_DETECT_PICT_OFFSET and the label table at TAVRIN_DETECT_LABEL_OFFSET.
+// Finds the picture areas of a page. All work is done at quarter resolution,
+// W4 = (usWidth + 3) / 4 by H4 = (usHeight + 3) / 4 pixels (every fourth page
+// pixel, every second attribute pixel), inside pucWorkBuf, which holds at
+// least TAVRIN_DETECT_WORK_SIZE bytes (4-byte aligned); nothing is allocated.
+//   pstFGInfos     page (ucType 0: 1 byte per pixel, other: 3, the first one
+//                  used), half-resolution attribute map (bit 7 set: high
+//                  attribute; 112: P attribute), table rectangles in
+//                  half-resolution pixels read as left, top, right, bottom and
+//                  clipped to the page, layout (not read).
+//   iPictAttrMode  1 adds the P-attribute areas to the candidates; other
+//                  values leave them out.
+//   iLabelPassMax  index of the last labelling pass; negative: no labelling.
+//   pstParam       thresholds; iPictPixelNum receives the number of picture
+//                  pixels, on results 0 and 1 only.
+//   iParallel      non-zero lets the smoothing, entropy and morphology run two
+//                  OpenMP bands; the results are identical.
+//   pcDebugPath    dump directory, "" for none, never null: "pict_count.csv"
+//                  ("S,N\n") and the labelling tables.
+// Returns 1 when the picture mask covers at least dPictPageRatio of the page,
+// 0 when less (also for a NaN threshold); -1 the smoothing or the entropy
+// failed (W4 above 1312); -3 a null buffer or record, W4 * H4 above
+// 1187664, a quarter plane narrower than 1 or lower than 2 pixels, or an
+// attribute map that does not cover the sampled pixels, all before anything
+// is written; -(4 + p) labelling pass p (from 0) failed (4096 or more
+// regions). The mask (W4 x H4 bytes, 1 = picture) is left at
+// TAVRIN_DETECT_PICT_OFFSET, the label table at TAVRIN_DETECT_LABEL_OFFSET.
 TAVRIN_API int runDetectPict(structFGInfos* pstFGInfos, uint8_t* pucWorkBuf, int iPictAttrMode,
                              int iLabelPassMax, ST_PARAM_DETECT_PICT* pstParam, int iParallel,
                              char* pcDebugPath);
-// Inner stage on planes already placed as runDetectPict places them; the
-// ST_LAYOUT pointer is not used. Same results.
+// Inner stage of runDetectPict on the quarter gray, attribute and picture
+// planes and the label table, placed as runDetectPict places them; the
+// ST_LAYOUT pointer is not used. Same arguments and results (the plane-size
+// checks apply to the gray plane).
 TAVRIN_API int runDetectPict2(PictLabel* pstLabel, ImgTavrin* pstGray, ImgTavrin* pstAttr,
                               ImgTavrin* pstPict, ST_LAYOUT* pstLayout,
                               ST_TABLEDATA* pstTableData, uint8_t* pucWorkBuf,
@@ -150,26 +169,41 @@ TAVRIN_API int filter2(int first, int end, ImgTavrin* src, ImgTavrin* mask, ImgT
 
 // ---- Connected-component labelling -------------------------------------------
 
-// Labels the non-zero pixels of mask (8-connectivity, two-step equivalence
-// table), writes the low 8 bits of each final label into labelPlane and the
-// pixel count and box of each label into pstLabel[0..K]. Returns K (0..4095)
-// or -4096 on failure. Dumps three text tables when pcDumpDir is not "".
+// Labels the non-zero pixels of mask (8-connectivity; the equivalence table
+// is followed two steps, so a region can keep two labels). labelPlane (same
+// geometry) receives the low 8 bits of each pixel's final label, pstLabel[0..K]
+// the pixel count (capped at 2097151) and inclusive box of each label, entry
+// 0 those of the background. Tables live in pucWorkBuf at the labelling
+// offsets. pcDumpDir: "" or a directory receiving "init_table.txt",
+// "corr_table.txt" and "label_table.txt".
+// Returns K (0..4095), or -4096 when the plane exceeds 1187664 pixels, more
+// than 8191 provisional or 4095 final labels arise, or a pointer is
+// null; then pstLabel is untouched.
 TAVRIN_API int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane,
                            uint8_t* pucWorkBuf, char* pcDumpDir);
-// Provisional pass: returns the number of provisional labels or -8193.
+// Provisional raster pass over a W x H mask into pusProv, linking labels in
+// puiTable (T[i] = i beforehand). Returns the number of provisional labels,
+// or -8193 when an 8193rd would be needed (no dump then).
 TAVRIN_API int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWidth,
                           int iHeight, char* pcDumpDir);
-// Resolution pass: returns the number of final labels or -4097.
+// Turns the n provisional labels into consecutive final labels in puiCorr
+// (n + 1 entries, corr[0] = 0). Returns the number of final labels, or -4097
+// when a 4097th would be needed (no dump then).
 TAVRIN_API int CorrelationTableGeneration(uint32_t* puiTable, uint32_t* puiCorr, int n,
                                           char* pcDumpDir);
-// Final pass: label plane and statistics. Returns 0.
+// Final pass: writes the label plane and adds every pixel to its entry of
+// pstLabel (entries 0..K initialised by the caller). Returns 0.
 TAVRIN_API int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel,
                              uint32_t* puiCorr, int iWidth, int iHeight);
 
 // ---- Region bounding boxes ----------------------------------------------------
 
-// Judges labels 1..n and repaints outMask as the union of the accepted boxes
-// grown by margin; rejected labels get pixel = 0. Returns 0.
+// Judges labels 1..n (minimum width, height and box area; pixel > 0; the sum
+// of countPlane's bytes over the box at most area * dMaxHighAttrRatio; pixel
+// at least area * dMinFillRatio; NaN ratios reject) and repaints outMask
+// (cleared first) with 1 over each accepted box grown by margin and clipped
+// to the plane. Rejected labels get pixel = 0 and keep their box. sizeRef
+// gives the width and height of all three planes. Returns 0.
 TAVRIN_API int boudingBox(PictLabel* pstLabel, int n, ImgTavrin sizeRef, ImgTavrin countPlane,
                           ImgTavrin outMask, int margin, ST_PARAM_DETECT_PICT* pstParam);
 
@@ -191,8 +225,12 @@ TAVRIN_API int remove_SoloPoint(ImgTavrin plane);
 
 // ---- Table-region splitting ---------------------------------------------------
 
-// Cuts region boxes that overlap exactly one corner of a table away from the
-// table by writing zeros into mask. Returns 0.
+// For every label 1..n with pixel > 0 and every table 1..iTableNum whose
+// rectangle (half-resolution, read as left, right, top, bottom, halved and
+// clipped to the mask) the label's box overlaps at exactly one corner, writes
+// zeros over the overlap with a one-pixel margin and along a cut row at the
+// table's edge, so that the rest of the box falls into two rectangles apart
+// from the table. Only zeros are written, only inside the mask. Returns 0.
 TAVRIN_API int splitRect_forTable(PictLabel* pstLabel, ImgTavrin* mask, ST_TABLEDATA* pstTableData,
                                   int n);
 

@@ -1,0 +1,255 @@
+// Picture-region detection driver. Works on a quarter-resolution copy of the
+// page, every plane and table at a fixed offset of the caller's work buffer:
+// attribute masks, smoothing, masked entropy, candidate mask, table
+// exclusion, morphological cleaning, then labelling and box acceptance until
+// the region count is stable, and finally the page-level decision.
+//
+// Each stage that fails throws its int status; one handler per entry point
+// turns status e into -|e| (3: a region did not fit, 1: a filter failed,
+// 4 + p: labelling pass p failed) and anything else into -3.
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "TavrinDetect.h"
+#include "detect/dump_file.h"
+
+int illust_flag = 0;
+
+namespace {
+
+constexpr int kFilterFailed = 1;
+constexpr int kNoRoom = 3;
+constexpr int kLabelPassBase = 4;
+constexpr int kPlaneCount = 10;
+constexpr uint8_t kPAttribute = 112;  // 'p': P-attribute pixel
+constexpr uint8_t kEntropyThreshold = 165;
+
+enum Plane {
+    kHighAttr = 0,         // attr >> 7
+    kPAttr = 1,            // attr == 112
+    kHighAttrDilated = 2,  // count plane of the box stage
+    kPAttrDilated2 = 3,    // grown by two pixels; size reference of the box stage
+    kSmoothed = 4,
+    kEntropy = 5,
+    kHighEntropy = 6,
+    kCandidate = 7,
+    kLabels = 8,
+    kScratch = 9,
+};
+
+int failureResult(int status) {
+    return status < 0 ? status : -status;
+}
+
+// Status of a failed labelling pass p (counted from 0), saturated for
+// absurdly large pass counts.
+int labelPassStatus(int64_t pass) {
+    return static_cast<int>(std::min<int64_t>(kLabelPassBase + pass, INT_MAX));
+}
+
+void place(ImgTavrin* img, uint8_t* work, uint32_t offset, const ImgTavrin& geometry) {
+    if (set_ImageTavrin_withMemCheck(img, work, TAVRIN_DETECT_PLANE_LIMIT, offset,
+                                     geometry.usWidth, geometry.usHeight, TAVRIN_TYPE_GRAY,
+                                     geometry.usXReso, geometry.usYReso, false) != 0)
+        throw kNoRoom;
+}
+
+// The morphology needs planes at least 1 pixel wide and 2 rows high; a
+// smaller page is refused with -3 before anything is written.
+void requireMorphologySize(int width, int height) {
+    if (width < 1 || height < 2) throw kNoRoom;
+}
+
+// Table exclusion: each rectangle is halved onto the quarter grid and read
+// as left, top, right, bottom. A rectangle reaching outside the plane is
+// clipped to it, so nothing outside the plane is written.
+void excludeTables(const ST_TABLEDATA& tables, ImgTavrin& candidate) {
+    if (tables.iTableNum <= 0) return;
+    if (tables.pstTableRect == nullptr) throw kNoRoom;
+    const int width = candidate.usWidth;
+    const int height = candidate.usHeight;
+    for (int t = 1; t <= tables.iTableNum; ++t) {
+        const ST_TABLERECT& r = tables.pstTableRect[t];
+        const int x0 = std::max(r.sRect0 >> 1, 0);
+        const int y0 = std::max(r.sRect1 >> 1, 0);
+        const int x1 = std::min(r.sRect2 >> 1, width - 1);
+        const int y1 = std::min(r.sRect3 >> 1, height - 1);
+        if (x0 > x1 || y0 > y1) continue;
+        for (int y = y0; y <= y1; ++y)
+            std::fill_n(candidate.pucImage + static_cast<size_t>(y) * width + x0, x1 - x0 + 1,
+                        uint8_t{0});
+    }
+}
+
+void writePictCount(char* debugPath, int32_t covered, int32_t total) {
+    FILE* fp = tavrin_detect::openDumpFile(debugPath, "pict_count.csv");
+    if (fp == nullptr) return;
+    std::fprintf(fp, "%d,%d\n", covered, total);
+    std::fclose(fp);
+}
+
+int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavrin* pict,
+                   ST_TABLEDATA* tables, uint8_t* work, int attrMode, int labelPassMax,
+                   ST_PARAM_DETECT_PICT* param, int parallel, char* debugPath) {
+    if (work == nullptr || labels == nullptr || gray == nullptr || attr == nullptr ||
+        pict == nullptr || tables == nullptr || param == nullptr || debugPath == nullptr)
+        throw kNoRoom;
+    requireMorphologySize(gray->usWidth, gray->usHeight);
+    if (gray->pucImage == nullptr || attr->pucImage == nullptr || pict->pucImage == nullptr)
+        throw kNoRoom;
+    const size_t n = static_cast<size_t>(gray->usWidth) * gray->usHeight;
+
+    ImgTavrin plane[kPlaneCount];
+    for (ImgTavrin& p : plane) release_ImageTavrin(&p);
+    for (int k = 0; k < kPlaneCount; ++k)
+        place(&plane[k], work, TAVRIN_DETECT_PLANES_OFFSET + k * TAVRIN_DETECT_PLANE_LIMIT, *gray);
+
+    // Attribute masks.
+    const uint8_t* a = attr->pucImage;
+    uint8_t* high = plane[kHighAttr].pucImage;
+    uint8_t* pAttr = plane[kPAttr].pucImage;
+    for (size_t i = 0; i < n; ++i) {
+        high[i] = static_cast<uint8_t>(a[i] >> 7);
+        pAttr[i] = a[i] == kPAttribute ? 1 : 0;
+    }
+    morphologyTrans(plane[kHighAttr], plane[kHighAttrDilated], 0, parallel);
+    remove_SoloPoint(plane[kPAttr]);
+    morphologyTrans(plane[kPAttr], plane[kScratch], 0, parallel);
+    morphologyTrans(plane[kScratch], plane[kPAttrDilated2], 0, parallel);
+
+    // Texture: smoothing and masked entropy, high-attribute pixels left out.
+    if (smoothFilter(gray, &plane[kHighAttr], &plane[kSmoothed], work, param, parallel) != 0)
+        throw kFilterFailed;
+    if (maskedEntropy(&plane[kSmoothed], &plane[kHighAttr], &plane[kEntropy], parallel) != 0)
+        throw kFilterFailed;
+
+    const uint8_t* entropy = plane[kEntropy].pucImage;
+    uint8_t* highEntropy = plane[kHighEntropy].pucImage;
+    for (size_t i = 0; i < n; ++i) highEntropy[i] = entropy[i] > kEntropyThreshold ? 1 : 0;
+
+    // Candidate mask, without the caller's tables.
+    if (attrMode == 1) {
+        const uint8_t* grown = plane[kPAttrDilated2].pucImage;
+        uint8_t* cand = plane[kCandidate].pucImage;
+        for (size_t i = 0; i < n; ++i) cand[i] = highEntropy[i] | grown[i];
+    } else {
+        copy_ImageTavrin(&plane[kHighEntropy], &plane[kCandidate], 1);
+    }
+    excludeTables(*tables, plane[kCandidate]);
+
+    // Cleaning: 3 x 3 closing, then one more erosion into the picture mask.
+    remove_SoloPoint(plane[kCandidate]);
+    morphologyTrans(plane[kCandidate], plane[kScratch], 0, parallel);
+    morphologyTrans(plane[kScratch], plane[kCandidate], 1, parallel);
+    morphologyTrans(plane[kCandidate], *pict, 1, parallel);
+
+    // Label and replace accepted regions by their grown boxes until the
+    // region count stops changing (or the passes run out).
+    int previous = 0;
+    for (int64_t pass = 0; pass <= labelPassMax; ++pass) {
+        const int regions = entLabeling(labels, pict, &plane[kLabels], work, debugPath);
+        if (regions < 0) throw labelPassStatus(pass);
+        if (regions == previous) break;
+        boudingBox(labels, regions, plane[kPAttrDilated2], plane[kHighAttrDilated], *pict, 1,
+                   param);
+        previous = regions;
+    }
+
+    // Page decision on the covered share, in double. A NaN threshold fails
+    // the comparison (result 0); an empty page has the share 0.
+    const uint8_t* mask = pict->pucImage;
+    uint64_t covered = 0;
+    for (size_t i = 0; i < n; ++i) covered += mask[i];
+    const double share = n > 0 ? static_cast<double>(covered) / static_cast<double>(n) : 0.0;
+    const int result = share >= param->dPictPageRatio ? 1 : 0;
+    param->iPictPixelNum = static_cast<int32_t>(covered);
+
+    writePictCount(debugPath, static_cast<int32_t>(covered), static_cast<int32_t>(n));
+    return result;
+}
+
+// Quarter planes and label table of runDetectPict, sampled from the page.
+int detectOnPage(structFGInfos* fg, uint8_t* work, int attrMode, int labelPassMax,
+                 ST_PARAM_DETECT_PICT* param, int parallel, char* debugPath) {
+    if (work == nullptr || fg == nullptr || param == nullptr || debugPath == nullptr)
+        throw kNoRoom;
+    const ImgTavrin& page = fg->stPageImg;
+    const ImgTavrin& attrMap = fg->stAttrImg;
+    const int pageWidth = page.usWidth;
+    const int width = (page.usWidth + 3) >> 2;
+    const int height = (page.usHeight + 3) >> 2;
+    requireMorphologySize(width, height);
+
+    ImgTavrin quarter = page;
+    quarter.usWidth = static_cast<uint16_t>(width);
+    quarter.usHeight = static_cast<uint16_t>(height);
+    quarter.usXReso = static_cast<uint16_t>(page.usXReso >> 2);
+    quarter.usYReso = static_cast<uint16_t>(page.usYReso >> 2);
+
+    ImgTavrin gray{}, attr{}, pict{};
+    place(&gray, work, TAVRIN_DETECT_GRAY_OFFSET, quarter);
+    place(&attr, work, TAVRIN_DETECT_ATTR_OFFSET, quarter);
+    place(&pict, work, TAVRIN_DETECT_PICT_OFFSET, quarter);
+    PictLabel* labels = reinterpret_cast<PictLabel*>(
+        TavrinApp_MemAlloc(work, 4097 * static_cast<int>(sizeof(PictLabel)),
+                           static_cast<int>(TAVRIN_DETECT_LABEL_LIMIT),
+                           static_cast<int>(TAVRIN_DETECT_LABEL_OFFSET)));
+    if (labels == nullptr) throw kNoRoom;
+
+    // The sampled positions must lie inside the pixels the records
+    // describe; the page always covers them, the attribute map is checked.
+    if (page.pucImage == nullptr || attrMap.pucImage == nullptr) throw kNoRoom;
+    const size_t attrStride = attrMap.usWidth;
+    const size_t lastAttr = 2 * static_cast<size_t>(height - 1) * attrStride + 2 * (width - 1);
+    if (lastAttr >= attrStride * attrMap.usHeight) throw kNoRoom;
+
+    // Sampling without filtering: first byte of page pixel (4j, 4i), byte
+    // of the attribute map at (2j, 2i).
+    const size_t bytesPerPixel = page.ucType == TAVRIN_TYPE_GRAY ? 1 : 3;
+    for (int i = 0; i < height; ++i) {
+        const uint8_t* src = page.pucImage + 4 * static_cast<size_t>(i) * pageWidth * bytesPerPixel;
+        const uint8_t* attrRow = attrMap.pucImage + 2 * static_cast<size_t>(i) * attrStride;
+        uint8_t* g = gray.pucImage + static_cast<size_t>(i) * width;
+        uint8_t* at = attr.pucImage + static_cast<size_t>(i) * width;
+        for (int j = 0; j < width; ++j) {
+            g[j] = src[4 * static_cast<size_t>(j) * bytesPerPixel];
+            at[j] = attrRow[2 * static_cast<size_t>(j)];
+        }
+    }
+
+    return runDetectPict2(labels, &gray, &attr, &pict, &fg->stLayout, &fg->stTableData, work,
+                          attrMode, labelPassMax, param, parallel, debugPath);
+}
+
+}  // namespace
+
+int runDetectPict(structFGInfos* pstFGInfos, uint8_t* pucWorkBuf, int iPictAttrMode,
+                  int iLabelPassMax, ST_PARAM_DETECT_PICT* pstParam, int iParallel,
+                  char* pcDebugPath) {
+    try {
+        return detectOnPage(pstFGInfos, pucWorkBuf, iPictAttrMode, iLabelPassMax, pstParam,
+                            iParallel, pcDebugPath);
+    } catch (int status) {
+        return failureResult(status);
+    } catch (...) {
+        return -kNoRoom;
+    }
+}
+
+int runDetectPict2(PictLabel* pstLabel, ImgTavrin* pstGray, ImgTavrin* pstAttr,
+                   ImgTavrin* pstPict, ST_LAYOUT* /*pstLayout: not used*/,
+                   ST_TABLEDATA* pstTableData, uint8_t* pucWorkBuf, int iPictAttrMode,
+                   int iLabelPassMax, ST_PARAM_DETECT_PICT* pstParam, int iParallel,
+                   char* pcDebugPath) {
+    try {
+        return detectOnPlanes(pstLabel, pstGray, pstAttr, pstPict, pstTableData, pucWorkBuf,
+                              iPictAttrMode, iLabelPassMax, pstParam, iParallel, pcDebugPath);
+    } catch (int status) {
+        return failureResult(status);
+    } catch (...) {
+        return -kNoRoom;
+    }
+}
