@@ -58,17 +58,24 @@ int blockEntropy(uint64_t packed) {
         if (hist[k] * 512u < strongest * 51u) hist[k] = 0;
         counted += hist[k];
     }
-    // The reciprocal and the index product are formed in long double (the
-    // 64-bit-mantissa x87 format on x86), the precision of the established
-    // results. Where count * 256 / S is an exact integer the rounding of 1 / S
-    // decides between two neighbouring indices; for the sums S <= 121 that
-    // occur, double precision would differ only between indices 127 and 128,
-    // which have the same term, so the output would be the same either way.
-    const long double reciprocal = counted > 16 ? 1.0L / counted : 1.0L / kMinCounted;
+    // Index floor(count * 256 * r) with r the reciprocal of S (or of 17 for
+    // S <= 16) held in long double, the 64-bit-mantissa x87 format on x86 and
+    // the precision of the established results. Its relative error is below
+    // 2^-64, so the index is the integer quotient count * 256 / divisor except
+    // where that division is exact: there the rounding of r may put the
+    // product just below the quotient, and the long double product decides.
+    // (For the sums S <= 121 that occur, double precision would differ only
+    // between indices 127 and 128, which have the same term.) Comparing
+    // instead of converting keeps the x87 rounding mode untouched.
+    const uint32_t divisor = counted > 16 ? counted : kMinCounted;
+    const long double reciprocal = 1.0L / divisor;
     int entropy = 0;
     for (int k = 0; k < kClasses; ++k) {
-        const long double share = static_cast<long double>(hist[k] * 256u) * reciprocal;
-        int index = static_cast<int>(share);  // share >= 0: truncation is floor
+        if (hist[k] == 0) continue;  // E[0] = 0
+        const uint32_t scaled = hist[k] * 256u;
+        uint32_t index = scaled / divisor;
+        if (index * divisor == scaled && static_cast<long double>(scaled) * reciprocal < index)
+            --index;
         if (index > 255) index = 255;
         entropy += tavrin::detect::kEntropyTerm[index];
     }
