@@ -1,0 +1,34 @@
+// PDF output through qpdf: each page is a background image (/DCTDecode, or
+// [/FlateDecode /DCTDecode]) under image masks (/CCITTFaxDecode, /K -1)
+// painted in their colours. The streams are stored exactly as the library
+// encoded them; qpdf is told not to decode or re-encode anything.
+#ifndef TAVRIN_APP_PDF_WRITER_H
+#define TAVRIN_APP_PDF_WRITER_H
+
+#include <memory>
+#include <string>
+
+#include "encoded_page.h"
+
+class QPDF;
+
+namespace tavrin {
+
+class PdfWriter {
+public:
+    PdfWriter();
+    ~PdfWriter();
+    void addPage(const EncodedPage& page);
+    // Writes the document to `path` through a temporary file; throws
+    // AppError(kExitFailure).
+    void write(const std::string& path);
+    // The document as bytes (for measurements).
+    std::string toBytes();
+
+private:
+    std::unique_ptr<QPDF> pdf_;
+};
+
+}  // namespace tavrin
+
+#endif
