@@ -60,7 +60,7 @@ TEST(DumpPath, CoreAndDebugPath) {
     std::string core = "/var/dump", name = "page1";
     set_CoreDirName(ctrl.cCoreDirName, mut(core));
     EXPECT_STREQ(ctrl.cCoreDirName, "/var/dump");
-    EXPECT_EQ(ctrl.cCoreDirName[1023], '\0');
+    for (int i = 9; i < 1024; ++i) ASSERT_EQ(ctrl.cCoreDirName[i], '\0');
     setDebugPath(&ctrl, mut(name));
     EXPECT_STREQ(ctrl.cDebugPath, "/var/dump/page1");
 }
@@ -97,14 +97,15 @@ TEST(DumpPath, SetDumpPath2RecordsTheNameOnlyWhenSwitchedOn) {
     std::string base = scratchDir("set2"), name = "bg";
     set_CoreDirName(ctrl.cCoreDirName, mut(base));
     ST_DEBUG_INFO dbg{};
-    std::strcpy(dbg.cDumpName, "old");
+    std::strcpy(dbg.cDumpName, "old-long-name");
     EXPECT_EQ(setDumpPath2(&ctrl, &dbg, mut(name)), 0);
-    EXPECT_STREQ(dbg.cDumpName, "old");
+    EXPECT_STREQ(dbg.cDumpName, "old-long-name");
     EXPECT_FALSE(isDirectory(base + "/bg"));
 
     dbg.ucDumpSw = 1;
     EXPECT_EQ(setDumpPath2(&ctrl, &dbg, mut(name)), 0);
     EXPECT_STREQ(dbg.cDumpName, "bg");
+    for (int i = 2; i < 16; ++i) ASSERT_EQ(dbg.cDumpName[i], '\0');
     EXPECT_TRUE(isDirectory(base + "/bg"));
     EXPECT_EQ(setDumpPath2(&ctrl, &dbg, mut(name)), 0);  // exists
 

@@ -53,6 +53,9 @@ TEST(BilevelPack, RoundTripAndInPlaceForManyWidths) {
         ImgTavrin unpacked{};
         unpacked.pucImage = back.data();
         ASSERT_EQ(unpack_ImageTavrin(&img, &unpacked), 0);
+        EXPECT_EQ(unpacked.usWidth, w);
+        EXPECT_EQ(unpacked.usHeight, h);
+        EXPECT_EQ(unpacked.ucType, 3);
         for (int i = 0; i < w * h; ++i) ASSERT_EQ(back[i], pix[i] == 0 ? 0 : 255) << "w=" << w;
     }
 }
@@ -73,6 +76,7 @@ TEST(BilevelPack, BadArgumentsReturnTwoAndTouchNothing) {
     ImgTavrin empty{};
     EXPECT_EQ(pack_ImageTavrin(&src, &empty), 2);
     EXPECT_EQ(unpack_ImageTavrin(&empty, &dst), 2);
+    EXPECT_EQ(unpack_ImageTavrin(&src, &empty), 2);  // no destination pixels
     // Unpacking into the very same bytes is refused.
     uint8_t packed[1] = {0xF0};
     ImgTavrin p{}, q{};

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -58,16 +59,31 @@ TEST(ImageRecord, ReleaseForgetsEverythingAndLaterClearWritesNothing) {
 }
 
 TEST(ImageRecord, FromImageKeepsOwnPixels) {
-    uint8_t a[4], b[4];
+    uint8_t a[18], b[19];
+    std::memset(b, 0x55, sizeof b);
     ImgTavrin from{}, img{};
-    set_ImageTavrinP(&from, a, 2, 2, 0, 7500, 7600, false);
+    set_ImageTavrinP(&from, a, 3, 2, 1, 7500, 7600, false);
     img.pucImage = b;
-    set_ImageTavrinFI(&img, &from, false);
+    set_ImageTavrinFI(&img, &from, true);
     EXPECT_EQ(img.pucImage, b);
+    EXPECT_EQ(img.usWidth, 3);
+    EXPECT_EQ(img.usHeight, 2);
+    EXPECT_EQ(img.ucType, 1);
     EXPECT_EQ(img.usXReso, 7500);
     EXPECT_EQ(img.usYReso, 7600);
+    EXPECT_EQ(b[17], 0) << "clear covers 3 x 2 x 3 bytes";
+    EXPECT_EQ(b[18], 0x55);
     set_ImageTavrinFIP(&img, &from, a, false);
     EXPECT_EQ(img.pucImage, a);
+}
+
+TEST(ImageRecord, InitZeroClearsThreeBytesPerPixelForBilevel) {
+    std::vector<uint8_t> buf(4 * 3 * 3 + 1, 0xCD);
+    ImgTavrin img{};
+    set_ImageTavrinP(&img, buf.data(), 4, 3, 3, 0, 0, false);
+    EXPECT_EQ(initZero_ImageTavrin(&img), 0);
+    for (int i = 0; i < 36; ++i) ASSERT_EQ(buf[i], 0);
+    EXPECT_EQ(buf[36], 0xCD);
 }
 
 TEST(ImageRecord, WorkBufferPlacementChecksTheLimit) {
@@ -110,8 +126,24 @@ TEST(ImageRecord, CopyModes) {
     EXPECT_EQ(noPixels.pucImage, nullptr);
     EXPECT_EQ(noPixels.usYReso, 20);
 
+    uint8_t keep[6] = {};
+    dst.pucImage = keep;
+    copy_ImageTavrin(&src, &dst, 3);  // any other mode: fields only
+    EXPECT_EQ(dst.pucImage, keep);
+    EXPECT_EQ(keep[0], 0);
+
     copy_ImageTavrin(&src, &dst, 2);  // the whole record
     EXPECT_EQ(dst.pucImage, srcPix);
+
+    // Colour: mode 1 copies width x height x 3 bytes, not one more.
+    uint8_t rgb[2 * 1 * 3] = {1, 2, 3, 4, 5, 6};
+    uint8_t out[7] = {0, 0, 0, 0, 0, 0, 99};
+    ImgTavrin colour{}, copy{};
+    set_ImageTavrinP(&colour, rgb, 2, 1, 1, 0, 0, false);
+    copy.pucImage = out;
+    copy_ImageTavrin(&colour, &copy, 1);
+    EXPECT_EQ(out[5], 6);
+    EXPECT_EQ(out[6], 99);
 }
 
 TEST(ImageRecord, DebugOutWritesRawBytesByTheGeneralRule) {
@@ -120,6 +152,10 @@ TEST(ImageRecord, DebugOutWritesRawBytesByTheGeneralRule) {
     ImgTavrin img{};
     set_ImageTavrinP(&img, pix, 10, 2, 3, 0, 0, false);  // bi-level still counts 3 bytes
     const std::string path = scratchFile("raw.bin");
+    if (std::FILE* fp = std::fopen(path.c_str(), "wb")) {  // a longer file to be replaced
+        std::fwrite(std::vector<uint8_t>(500, 1).data(), 1, 500, fp);
+        std::fclose(fp);
+    }
     EXPECT_EQ(debugOut_ImageTavrin(&img, const_cast<char*>(path.c_str())), 0);
     const std::vector<uint8_t> bytes = readFile(path);
     ASSERT_EQ(bytes.size(), 60u);
