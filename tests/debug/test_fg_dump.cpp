@@ -235,6 +235,26 @@ TEST_F(FgDump, OnePagePerNonEmptyLayerWithFieldsTagsAndImage) {
     TIFFClose(tif);
 }
 
+TEST_F(FgDump, LayerFromTheLibraryEncoderDecodesToItsImage) {
+    Layer l = makeLayer(203, 57, 7);
+    l.mmr.assign(l.packed.size() * 2 + 1024, 0);
+    strFgImgInfo info = describe(l, -300, 12, 9, 8, 7);
+    ASSERT_EQ(Tavrin_bwToMmr(&info, l.packed.data(), l.mmr.size()), 0);
+    l.mmr.resize(static_cast<size_t>(info.lMmrSize));  // shrinking keeps the buffer
+    ASSERT_EQ(info.pucMmrData, l.mmr.data());
+    const Bytes mmr = l.mmr;
+    auto slots = slotsOf({info});
+    std::string path = dir + "/encoded.tif";
+    TavrinApp_DebugFGImg(slots.data(), &path[0]);
+    EXPECT_EQ(l.mmr, mmr);
+
+    TIFF* tif = TIFFOpen(path.c_str(), "r");
+    ASSERT_NE(tif, nullptr);
+    EXPECT_EQ(TIFFNumberOfDirectories(tif), 1);
+    expectPage(tif, info, l);
+    TIFFClose(tif);
+}
+
 TEST_F(FgDump, StripBytesAreBitReversedAndRestored) {
     // The dump does not decode the data, so any bytes show the reversal.
     Bytes data = {0x01, 0x02, 0xF0, 0x80, 0x5A, 0x00};
