@@ -1,0 +1,168 @@
+#include "e2e_support.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+#include "page_reader.h"
+
+namespace e2e {
+
+namespace {
+
+std::string quote(const std::string& s) {
+    std::string q = "'";
+    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}
+
+int shell(const std::string& cmd) {
+    const int st = std::system(cmd.c_str());
+    return WIFEXITED(st) ? WEXITSTATUS(st) : 128 + (WIFSIGNALED(st) ? WTERMSIG(st) : 0);
+}
+
+}  // namespace
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::string scratchDir(const std::string& name) {
+    const char* base = std::getenv("TAVRIN_TEST_TMP");
+    std::string dir = std::string(base && *base ? base : "/tmp") + "/apps-" + name + "-" + std::to_string(getpid());
+    shell("rm -rf " + quote(dir) + " && mkdir -p " + quote(dir));
+    return dir;
+}
+
+RunResult runTavrin(const std::vector<std::string>& args) {
+    static int counter = 0;
+    const std::string tmp = scratchDir("run" + std::to_string(counter++));
+    std::string cmd = quote(TAVRIN_BINARY);
+    for (const std::string& a : args) cmd += " " + quote(a);
+    cmd += " </dev/null >" + quote(tmp + "/out") + " 2>" + quote(tmp + "/err");
+    RunResult r;
+    r.exitCode = shell(cmd);
+    r.out = readFile(tmp + "/out");
+    r.err = readFile(tmp + "/err");
+    shell("rm -rf " + quote(tmp));
+    return r;
+}
+
+bool fileExists(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+long long fileSize(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? (long long)st.st_size : -1;
+}
+
+std::vector<std::string> listDir(const std::string& dir) {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* e = readdir(d))
+            if (std::string(e->d_name) != "." && std::string(e->d_name) != "..") names.push_back(e->d_name);
+        closedir(d);
+    }
+    return names;
+}
+
+bool haveProgram(const char* name) {
+    return shell(std::string("command -v ") + name + " >/dev/null 2>&1") == 0;
+}
+
+const char* readerName(Reader r) { return r == Reader::MuPdf ? "mutool" : "ghostscript"; }
+
+tavrin::Page readPage(const std::string& path) {
+    auto reader = tavrin::PageReader::open(path);
+    tavrin::Page p;
+    if (!reader->next(p)) throw std::runtime_error(path + ": no page");
+    return p;
+}
+
+tavrin::Page render(const std::string& pdf, Reader reader, int dpi, bool colour, int pageNo) {
+    const std::string out = pdf + "." + readerName(reader) + "-p" + std::to_string(pageNo) + (colour ? ".ppm" : ".pgm");
+    std::string cmd;
+    if (reader == Reader::MuPdf)
+        cmd = "mutool draw -q -r " + std::to_string(dpi) + " -c " + (colour ? "rgb" : "gray") + " -o " + quote(out) +
+              " " + quote(pdf) + " " + std::to_string(pageNo);
+    else
+        cmd = "gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=" + std::string(colour ? "ppmraw" : "pgmraw") + " -r" +
+              std::to_string(dpi) + " -dFirstPage=" + std::to_string(pageNo) + " -dLastPage=" +
+              std::to_string(pageNo) + " -sOutputFile=" + quote(out) + " " + quote(pdf);
+    if (shell(cmd + " >/dev/null 2>&1") != 0) throw std::runtime_error("rendering failed: " + cmd);
+    tavrin::Page p = readPage(out);
+    std::remove(out.c_str());
+    return p;
+}
+
+Metrics compare(const tavrin::Page& a, const tavrin::Page& b) {
+    if (a.channels != b.channels) throw std::runtime_error("compare: channel counts differ");
+    const int w = std::min(a.width, b.width), h = std::min(a.height, b.height), ch = a.channels;
+    double absSum = 0, sqSum = 0;
+    for (int y = 0; y < h; ++y) {
+        const uint8_t* p = a.row(y);
+        const uint8_t* q = b.row(y);
+        for (int i = 0; i < w * ch; ++i) {
+            const double d = double(p[i]) - double(q[i]);
+            absSum += std::fabs(d);
+            sqSum += d * d;
+        }
+    }
+    const double n = double(w) * h * ch;
+    Metrics m;
+    m.mae = absSum / n;
+    const double mse = sqSum / n;
+    m.psnr = mse > 0 ? 10.0 * std::log10(255.0 * 255.0 / mse) : 99.0;
+    return m;
+}
+
+std::vector<tavrin::Rect> jsonRegions(const std::string& json) {
+    std::vector<tavrin::Rect> out;
+    const size_t at = json.find("\"regions\"");
+    if (at == std::string::npos) return out;
+    const size_t end = json.find(']', at);
+    const std::string part = json.substr(at, end - at);
+    static const std::regex re("\\{\"x\": (\\d+), \"y\": (\\d+), \"width\": (\\d+), \"height\": (\\d+)\\}");
+    for (auto it = std::sregex_iterator(part.begin(), part.end(), re); it != std::sregex_iterator(); ++it) {
+        tavrin::Rect r;
+        r.x0 = std::stoi((*it)[1]);
+        r.y0 = std::stoi((*it)[2]);
+        r.x1 = r.x0 + std::stoi((*it)[3]) - 1;
+        r.y1 = r.y0 + std::stoi((*it)[4]) - 1;
+        out.push_back(r);
+    }
+    return out;
+}
+
+std::string jsonField(const std::string& json, const std::string& key) {
+    const std::regex re("\"" + key + "\": ([^,\\n]+)");
+    std::smatch m;
+    return std::regex_search(json, m, re) ? m[1].str() : std::string();
+}
+
+double coveredShare(const tavrin::Rect& r, const std::vector<tavrin::Rect>& regions) {
+    long long covered = 0;
+    for (int y = r.y0; y <= r.y1; ++y)
+        for (int x = r.x0; x <= r.x1; ++x)
+            for (const tavrin::Rect& g : regions)
+                if (x >= g.x0 && x <= g.x1 && y >= g.y0 && y <= g.y1) {
+                    ++covered;
+                    break;
+                }
+    return double(covered) / (double(r.width()) * r.height());
+}
+
+}  // namespace e2e
