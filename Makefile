@@ -25,8 +25,12 @@ bench: deps
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
 
+# The main job: the bundled sample page through `tavrin compress` and
+# `tavrin detect`, written to out/.
 run: build
-	@echo "libTavrinCommon built in $(BUILD)/"
+	@mkdir -p out
+	$(BUILD)/apps/tavrin/tavrin compress samples/sample-page.jpg -o out/sample.pdf --explain
+	$(BUILD)/apps/tavrin/tavrin detect samples/sample-page.jpg --overlay out/sample-overlay.png --json out/sample.json
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench out

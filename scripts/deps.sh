@@ -13,6 +13,10 @@ packages=(
   libgtest-dev libbenchmark-dev
   # i386 layout check (compiles the public headers with -m32)
   g++-multilib
+  # the tavrin program: PNG input/output, PDF writing
+  libpng-dev libqpdf-dev
+  # its end-to-end tests render PDFs with two independent readers
+  mupdf-tools ghostscript
 )
 
 missing=()
