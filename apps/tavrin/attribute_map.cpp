@@ -19,6 +19,7 @@ constexpr double kMaxMidtoneShare = 0.30;
 // Per block: true when few of its pixels are midtones.
 std::vector<uint8_t> twoToneBlocks(const Plane& g, const BlockLevels& L) {
     std::vector<uint8_t> out(size_t(L.columns) * L.rows, 0);
+#pragma omp parallel for schedule(static)
     for (int by = 0; by < L.rows; ++by)
         for (int bx = 0; bx < L.columns; ++bx) {
             const int paper = L.paper[size_t(by) * L.columns + bx], ink = L.ink[size_t(by) * L.columns + bx];
@@ -40,6 +41,7 @@ std::vector<uint8_t> twoToneBlocks(const Plane& g, const BlockLevels& L) {
 // Running maximum over 2 * kRadius + 1 samples along rows, then columns.
 Plane localMax(const Plane& src) {
     Plane rowsMax(src.width, src.height);
+#pragma omp parallel for schedule(static)
     for (int y = 0; y < src.height; ++y) {
         const uint8_t* s = src.row(y);
         uint8_t* d = rowsMax.row(y);
@@ -49,6 +51,7 @@ Plane localMax(const Plane& src) {
         }
     }
     Plane out(src.width, src.height);
+#pragma omp parallel for schedule(static)
     for (int y = 0; y < src.height; ++y) {
         const int a = std::max(0, y - kRadius), b = std::min(src.height - 1, y + kRadius);
         uint8_t* d = out.row(y);
@@ -68,7 +71,8 @@ Plane buildAttributeMap(const Plane& gray, double dpi) {
     const BlockLevels levels = measureBlockLevels(half, blockSideFor(dpi / 2) );
     const Plane bright = localMax(half);
     const std::vector<uint8_t> print = twoToneBlocks(half, levels);
-    Plane attr(half.width, half.height);
+    Plane attr(half.width, half.height, 0);
+#pragma omp parallel for schedule(static)
     for (int y = 0; y < half.height; ++y) {
         const uint8_t* g = half.row(y);
         const uint8_t* m = bright.row(y);

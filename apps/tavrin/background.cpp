@@ -10,8 +10,8 @@ namespace {
 // (number of page pixels behind them); weight 0 is a hole.
 struct Level {
     int width = 0, height = 0, channels = 1;
-    std::vector<float> sum;
-    std::vector<float> weight;
+    std::vector<float, DefaultInitAllocator<float>> sum;
+    std::vector<float, DefaultInitAllocator<float>> weight;
 };
 
 Level coarser(const Level& f) {
@@ -32,7 +32,7 @@ Level coarser(const Level& f) {
 
 // Gives every hole of `f` the mean of the nearest coarser level that has
 // data there; returns per-pixel means in `mean`.
-void fillHoles(const Level& f, std::vector<float>& mean) {
+void fillHoles(const Level& f, std::vector<float, DefaultInitAllocator<float>>& mean) {
     const size_t n = size_t(f.width) * f.height;
     mean.assign(n * f.channels, 255.f);
     bool holes = false;
@@ -45,7 +45,7 @@ void fillHoles(const Level& f, std::vector<float>& mean) {
     }
     if (!holes || (f.width == 1 && f.height == 1)) return;  // a page with no paper at all stays white
     const Level c = coarser(f);
-    std::vector<float> coarseMean;
+    std::vector<float, DefaultInitAllocator<float>> coarseMean;
     fillHoles(c, coarseMean);
     for (int y = 0; y < f.height; ++y)
         for (int x = 0; x < f.width; ++x) {
@@ -56,6 +56,34 @@ void fillHoles(const Level& f, std::vector<float>& mean) {
         }
 }
 
+// Sums of the paper pixels of one row of blocks (CH channels).
+template <int CH>
+void accumulateBlockRow(const Page& page, const InkBands& ink, int factor, int by, Level& base) {
+    const uint8_t paper = uint8_t(ink.count);
+    std::vector<uint32_t> sum(size_t(base.width) * CH, 0u), weight(base.width, 0u);
+    const int y1 = std::min(page.height, (by + 1) * factor);
+    for (int y = by * factor; y < y1; ++y) {
+        const uint8_t* s = page.row(y);
+        const uint8_t* b = ink.band.row(y);
+        for (int bx = 0; bx < base.width; ++bx) {
+            const int x0 = bx * factor, x1 = std::min(page.width, x0 + factor);
+            uint32_t w = 0, acc[CH] = {};
+            for (int x = x0; x < x1; ++x) {
+                const uint32_t keep = b[x] == paper;
+                w += keep;
+                for (int k = 0; k < CH; ++k) acc[k] += keep * s[x * CH + k];
+            }
+            weight[bx] += w;
+            for (int k = 0; k < CH; ++k) sum[size_t(bx) * CH + k] += acc[k];
+        }
+    }
+    for (int bx = 0; bx < base.width; ++bx) {
+        const size_t i = size_t(by) * base.width + bx;
+        base.weight[i] = float(weight[bx]);
+        for (int k = 0; k < CH; ++k) base.sum[i * CH + k] = float(sum[size_t(bx) * CH + k]);
+    }
+}
+
 }  // namespace
 
 Page buildBackground(const Page& page, const InkBands& ink, int factor) {
@@ -64,36 +92,16 @@ Page buildBackground(const Page& page, const InkBands& ink, int factor) {
     base.width = (page.width + factor - 1) / factor;
     base.height = (page.height + factor - 1) / factor;
     base.channels = ch;
-    base.sum.assign(size_t(base.width) * base.height * ch, 0.f);
-    base.weight.assign(size_t(base.width) * base.height, 0.f);
-    const uint8_t paper = uint8_t(ink.count);
-    std::vector<uint32_t> rowSum(size_t(base.width) * ch), rowWeight(base.width);
+    base.sum.resize(size_t(base.width) * base.height * ch);
+    base.weight.resize(size_t(base.width) * base.height);
+#pragma omp parallel for schedule(static)
     for (int by = 0; by < base.height; ++by) {
-        std::fill(rowSum.begin(), rowSum.end(), 0u);
-        std::fill(rowWeight.begin(), rowWeight.end(), 0u);
-        const int y1 = std::min(page.height, (by + 1) * factor);
-        for (int y = by * factor; y < y1; ++y) {
-            const uint8_t* s = page.row(y);
-            const uint8_t* b = ink.band.row(y);
-            for (int bx = 0; bx < base.width; ++bx) {
-                const int x1 = std::min(page.width, (bx + 1) * factor);
-                uint32_t w = 0, acc[3] = {0, 0, 0};
-                for (int x = bx * factor; x < x1; ++x) {
-                    const uint32_t keep = b[x] == paper;
-                    w += keep;
-                    for (int k = 0; k < ch; ++k) acc[k] += keep * s[size_t(x) * ch + k];
-                }
-                rowWeight[bx] += w;
-                for (int k = 0; k < ch; ++k) rowSum[size_t(bx) * ch + k] += acc[k];
-            }
-        }
-        for (int bx = 0; bx < base.width; ++bx) {
-            const size_t i = size_t(by) * base.width + bx;
-            base.weight[i] = float(rowWeight[bx]);
-            for (int k = 0; k < ch; ++k) base.sum[i * ch + k] = float(rowSum[size_t(bx) * ch + k]);
-        }
+        if (ch == 3)
+            accumulateBlockRow<3>(page, ink, factor, by, base);
+        else
+            accumulateBlockRow<1>(page, ink, factor, by, base);
     }
-    std::vector<float> mean;
+    std::vector<float, DefaultInitAllocator<float>> mean;
     fillHoles(base, mean);
     Page bg;
     bg.width = base.width;

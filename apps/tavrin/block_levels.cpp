@@ -31,9 +31,9 @@ BlockLevels measureBlockLevels(const Plane& gray, int block) {
     L.rows = (gray.height + block - 1) / block;
     const size_t n = size_t(L.columns) * L.rows;
     std::vector<uint8_t> hi(n), lo(n);
-    std::vector<uint32_t> hist(size_t(L.columns) * 256);
+#pragma omp parallel for schedule(static)
     for (int by = 0; by < L.rows; ++by) {
-        std::fill(hist.begin(), hist.end(), 0u);
+        std::vector<uint32_t> hist(size_t(L.columns) * 256, 0u);
         const int y0 = by * block, y1 = std::min(gray.height, y0 + block);
         for (int y = y0; y < y1; ++y) {
             const uint8_t* r = gray.row(y);

@@ -28,6 +28,7 @@ InkBands splitInk(const Plane& gray, double dpi, int count, int minContrast,
     out.band = Plane(gray.width, gray.height, uint8_t(count));
     const BlockLevels L = measureBlockLevels(gray, blockSideFor(dpi));
     const int B = L.block;
+#pragma omp parallel for schedule(static)
     for (int by = 0; by < L.rows; ++by) {
         const int y0 = by * B, y1 = std::min(gray.height, y0 + B);
         for (int bx = 0; bx < L.columns; ++bx) {
@@ -50,6 +51,7 @@ InkBands splitInk(const Plane& gray, double dpi, int count, int minContrast,
     }
     // A lone pixel between two equal neighbours in a row is noise on an
     // edge; it costs the T.6 coder two short runs and carries no shape.
+#pragma omp parallel for schedule(static)
     for (int y = 0; y < gray.height; ++y) {
         uint8_t* d = out.band.row(y);
         for (int x = 1; x + 1 < gray.width; ++x)

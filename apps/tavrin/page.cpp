@@ -1,8 +1,35 @@
 #include "page.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 
 namespace tavrin {
+
+namespace {
+
+constexpr size_t kHugePage = size_t(2) << 20;
+constexpr size_t kHugeFrom = size_t(4) << 20;  // smaller blocks come from the heap
+
+}  // namespace
+
+void* allocatePageMemory(size_t bytes) {
+    if (bytes < kHugeFrom) return ::operator new(bytes);
+    const size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+    void* p = std::aligned_alloc(kHugePage, rounded);
+    if (!p) throw std::bad_alloc();
+    madvise(p, rounded, MADV_HUGEPAGE);  // advice only; failure is harmless
+    return p;
+}
+
+void releasePageMemory(void* p, size_t bytes) {
+    if (bytes < kHugeFrom)
+        ::operator delete(p);
+    else
+        std::free(p);
+}
 
 Plane grayOf(const Page& page) {
     Plane g(page.width, page.height);
@@ -14,8 +41,9 @@ Plane grayOf(const Page& page) {
     const uint8_t* s = page.pixels.data();
     uint8_t* d = g.data.data();
     // 77/150/29 sum to 256: white stays 255.
-    for (size_t i = 0; i < n; ++i, s += 3)
-        d[i] = uint8_t((77u * s[0] + 150u * s[1] + 29u * s[2] + 128u) >> 8);
+#pragma omp parallel for schedule(static)
+    for (size_t i = 0; i < n; ++i)
+        d[i] = uint8_t((77u * s[3 * i] + 150u * s[3 * i + 1] + 29u * s[3 * i + 2] + 128u) >> 8);
     return g;
 }
 
@@ -45,8 +73,25 @@ void reduceRows(const uint8_t* src, int w, int h, int channels, int factor, uint
 
 }  // namespace
 
+// 2 x 2 means, the common case (the attribute map's half resolution).
+Plane halvePlane(const Plane& src) {
+    Plane d((src.width + 1) / 2, (src.height + 1) / 2);
+    const int fullW = src.width / 2;
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < d.height; ++y) {
+        const uint8_t* a = src.row(2 * y);
+        const uint8_t* b = src.row(std::min(2 * y + 1, src.height - 1));
+        uint8_t* o = d.row(y);
+        for (int x = 0; x < fullW; ++x)
+            o[x] = uint8_t((a[2 * x] + a[2 * x + 1] + b[2 * x] + b[2 * x + 1] + 2) >> 2);
+        if (fullW < d.width) o[fullW] = uint8_t((a[2 * fullW] + b[2 * fullW] + 1) >> 1);
+    }
+    return d;
+}
+
 Plane reducePlane(const Plane& src, int factor) {
     if (factor <= 1) return src;
+    if (factor == 2) return halvePlane(src);
     Plane d((src.width + factor - 1) / factor, (src.height + factor - 1) / factor);
     reduceRows(src.data.data(), src.width, src.height, 1, factor, d.data.data());
     return d;

@@ -5,9 +5,43 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace tavrin {
+
+// Memory for page-sized buffers: large blocks are aligned to 2 MiB and
+// marked for transparent huge pages, so that first touching a page image
+// costs one fault per 2 MiB instead of one per 4 KiB.
+void* allocatePageMemory(size_t bytes);
+void releasePageMemory(void* p, size_t bytes);
+
+// Byte vectors that are not zero-filled on resize (pixel buffers are always
+// written in full; on large pages the filling costs as much as a step) and
+// that live in page memory.
+template <class T>
+struct DefaultInitAllocator {
+    using value_type = T;
+    DefaultInitAllocator() = default;
+    template <class U>
+    DefaultInitAllocator(const DefaultInitAllocator<U>&) {}
+    T* allocate(size_t n) { return static_cast<T*>(allocatePageMemory(n * sizeof(T))); }
+    void deallocate(T* p, size_t n) { releasePageMemory(p, n * sizeof(T)); }
+    template <class U>
+    void construct(U* p) noexcept {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... Args>
+    void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+    template <class U>
+    bool operator==(const DefaultInitAllocator<U>&) const { return true; }
+    template <class U>
+    bool operator!=(const DefaultInitAllocator<U>&) const { return false; }
+};
+using Bytes = std::vector<uint8_t, DefaultInitAllocator<uint8_t>>;
 
 // Sides above this cannot be described to the library (16-bit geometry).
 constexpr int kMaxPageSide = 65535;
@@ -18,7 +52,7 @@ struct Page {
     int channels = 1;        // 1 gray, 3 RGB
     double dpiX = 0;         // 0 when the file names no resolution
     double dpiY = 0;
-    std::vector<uint8_t> pixels;  // width * height * channels bytes
+    Bytes pixels;  // width * height * channels bytes
 
     size_t pixelCount() const { return size_t(width) * size_t(height); }
     const uint8_t* row(int y) const { return pixels.data() + size_t(y) * width * channels; }
@@ -29,10 +63,11 @@ struct Page {
 struct Plane {
     int width = 0;
     int height = 0;
-    std::vector<uint8_t> data;
+    Bytes data;
 
     Plane() = default;
-    Plane(int w, int h, uint8_t fill = 0) : width(w), height(h), data(size_t(w) * h, fill) {}
+    Plane(int w, int h) : width(w), height(h), data(size_t(w) * h) {}  // contents undefined
+    Plane(int w, int h, uint8_t fill) : width(w), height(h), data(size_t(w) * h, fill) {}
     uint8_t* row(int y) { return data.data() + size_t(y) * width; }
     const uint8_t* row(int y) const { return data.data() + size_t(y) * width; }
 };

@@ -57,7 +57,7 @@ public:
                      const std::vector<Rect>& tables, const std::string& pageLabel);
 
 private:
-    std::vector<uint8_t> work_;
+    Bytes work_;  // every plane is written before it is read
 };
 
 // Reduction factor that brings a page within the detector's limits (a

@@ -30,7 +30,7 @@ void onMessage(j_common_ptr, int) {}  // warnings (such as a truncated file) sta
 // Decodes into `out` (already sized once the header is known through
 // `resize`). Kept free of objects with destructors because of longjmp.
 bool decode(const uint8_t* data, size_t size, Page* page, ErrorManager* err,
-            std::vector<uint8_t>* out, const std::string* path, AppError** sizeError) {
+            Bytes* out, const std::string* path, AppError** sizeError) {
     jpeg_decompress_struct cinfo;
     std::memset(&cinfo, 0, sizeof cinfo);
     cinfo.err = jpeg_std_error(&err->pub);
@@ -101,7 +101,7 @@ Page decodeJpeg(const std::vector<uint8_t>& file, const std::string& path) {
     ErrorManager err;
     std::memset(&err, 0, sizeof err);
     AppError* sizeError = nullptr;
-    std::vector<uint8_t> pixels;
+    Bytes pixels;
     if (!decode(file.data(), file.size(), &page, &err, &pixels, &path, &sizeError)) {
         if (sizeError) {
             AppError e(*sizeError);

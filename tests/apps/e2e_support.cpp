@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -129,28 +128,45 @@ Metrics compare(const tavrin::Page& a, const tavrin::Page& b) {
     return m;
 }
 
+namespace {
+
+// The integer after `"key": ` at or behind `from`; npos-safe.
+long numberAfter(const std::string& s, const std::string& key, size_t from, size_t* end) {
+    const size_t at = s.find("\"" + key + "\": ", from);
+    if (at == std::string::npos) throw std::runtime_error("no " + key + " in " + s.substr(from, 80));
+    size_t used = 0;
+    const long v = std::stol(s.substr(at + key.size() + 4), &used);
+    *end = at + key.size() + 4 + used;
+    return v;
+}
+
+}  // namespace
+
 std::vector<tavrin::Rect> jsonRegions(const std::string& json) {
     std::vector<tavrin::Rect> out;
     const size_t at = json.find("\"regions\"");
     if (at == std::string::npos) return out;
-    const size_t end = json.find(']', at);
-    const std::string part = json.substr(at, end - at);
-    static const std::regex re("\\{\"x\": (\\d+), \"y\": (\\d+), \"width\": (\\d+), \"height\": (\\d+)\\}");
-    for (auto it = std::sregex_iterator(part.begin(), part.end(), re); it != std::sregex_iterator(); ++it) {
+    const size_t close = json.find(']', at);
+    size_t pos = json.find('{', at);
+    while (pos != std::string::npos && pos < close) {
         tavrin::Rect r;
-        r.x0 = std::stoi((*it)[1]);
-        r.y0 = std::stoi((*it)[2]);
-        r.x1 = r.x0 + std::stoi((*it)[3]) - 1;
-        r.y1 = r.y0 + std::stoi((*it)[4]) - 1;
+        r.x0 = int(numberAfter(json, "x", pos, &pos));
+        r.y0 = int(numberAfter(json, "y", pos, &pos));
+        r.x1 = r.x0 + int(numberAfter(json, "width", pos, &pos)) - 1;
+        r.y1 = r.y0 + int(numberAfter(json, "height", pos, &pos)) - 1;
         out.push_back(r);
+        pos = json.find('{', pos);
     }
     return out;
 }
 
 std::string jsonField(const std::string& json, const std::string& key) {
-    const std::regex re("\"" + key + "\": ([^,\\n]+)");
-    std::smatch m;
-    return std::regex_search(json, m, re) ? m[1].str() : std::string();
+    const std::string tag = "\"" + key + "\": ";
+    const size_t at = json.find(tag);
+    if (at == std::string::npos) return std::string();
+    const size_t begin = at + tag.size();
+    const size_t end = json.find_first_of(",\n", begin);
+    return json.substr(begin, end - begin);
 }
 
 double coveredShare(const tavrin::Rect& r, const std::vector<tavrin::Rect>& regions) {
