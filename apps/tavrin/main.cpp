@@ -8,11 +8,13 @@
 #include "TavrinCommon.h"
 #include "app_error.h"
 #include "commands.h"
+#include "page_reader.h"
 
 using namespace tavrin;
 
 int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
+    quietTiffMessages();
     try {
         if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-h") {
             std::fputs(usageText(true, Command::Detect).c_str(), args.empty() ? stderr : stdout);

@@ -49,6 +49,11 @@ Page decodeJpeg(const std::vector<uint8_t>& file, const std::string& path);
 Page decodePnm(const std::vector<uint8_t>& file, const std::string& path);
 std::unique_ptr<PageReader> openTiff(const std::string& path);
 
+// Keeps libtiff's error and warning messages (also those of the library's
+// MMR encoder, which drives libtiff) off the terminal; a failure is reported
+// through the status it causes.
+void quietTiffMessages();
+
 // Refuses geometry the program cannot handle (kExitFormat).
 void checkPageSize(uint64_t width, uint64_t height, const std::string& path);
 

@@ -124,9 +124,13 @@ bool TiffReader::next(Page& page) {
 
 }  // namespace
 
-std::unique_ptr<PageReader> openTiff(const std::string& path) {
+void quietTiffMessages() {
     TIFFSetErrorHandler(onTiffError);
     TIFFSetWarningHandler(onTiffWarning);
+}
+
+std::unique_ptr<PageReader> openTiff(const std::string& path) {
+    quietTiffMessages();
     g_tiffMessage.clear();
     TIFF* tif = TIFFOpen(path.c_str(), "r");
     if (!tif) throw AppError(kExitFormat, path + ": damaged TIFF (" + g_tiffMessage + ")");
