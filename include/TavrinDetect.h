@@ -149,7 +149,8 @@ TAVRIN_API int runDetectPict2(PictLabel* pstLabel, ImgTavrin* pstGray, ImgTavrin
 
 // Zero-fills dst and writes the masked entropy (0..255) of every 3x3 block
 // of src, ignoring pixels whose mask byte is non-zero. Returns 0 (or the
-// merged status of the two bands).
+// merged status of the two bands); 2, writing nothing, for a null record or
+// pixel pointer, or a mask or destination of another size.
 TAVRIN_API int maskedEntropy(ImgTavrin* src, ImgTavrin* mask, ImgTavrin* dst, int iParallel);
 // Band worker: blocks whose centre rows lie in [first, end). Returns 0.
 TAVRIN_API int maskedEntropy2(int first, int end, ImgTavrin* src, ImgTavrin* mask,
@@ -158,12 +159,16 @@ TAVRIN_API int maskedEntropy2(int first, int end, ImgTavrin* src, ImgTavrin* mas
 // ---- Smoothing filter -------------------------------------------------------
 
 // Masked 7x7 bilateral filter: copies src into dst, then filters every pixel
-// whose mask byte is 0. Uses the zero row of the work buffer. Returns 0, or a
-// non-zero status (also when the width exceeds the zero row's 1312 bytes).
+// whose mask byte is 0. Uses the zero row of the work buffer. Returns 0 (or
+// the merged status of the two bands); 2, writing nothing, for null
+// arguments, a mask of another size, in-place use (src and dst sharing
+// pixels), or a width above the zero row's 1312 bytes.
 TAVRIN_API int smoothFilter(ImgTavrin* src, ImgTavrin* mask, ImgTavrin* dst,
                             uint8_t* pucWorkBuf, ST_PARAM_DETECT_PICT* pstParam, int iParallel);
 // Band worker over rows [first, end): kernel is 49 floats, range points at
-// the entry for the difference -255 of a 511-entry table. Returns 0.
+// the entry for the difference -255 of a 511-entry table. Returns 0; 2 for
+// null arguments, a mask or destination of another size, or a width above
+// 1312.
 TAVRIN_API int filter2(int first, int end, ImgTavrin* src, ImgTavrin* mask, ImgTavrin* dst,
                        float* kernel, float* range, uint8_t* pucWorkBuf);
 
@@ -211,7 +216,9 @@ TAVRIN_API int boudingBox(PictLabel* pstLabel, int n, ImgTavrin sizeRef, ImgTavr
 
 // One 3x3 dilation (mode 0) or erosion (other) of src into dst (distinct
 // planes of the same size, at least 1 wide and 2 high). Returns 0 or the
-// merged status of the two parallel pieces.
+// merged status of the two parallel pieces; 2, writing nothing, when a plane
+// is null, narrower than 1 or lower than 2 pixels, the destination differs in
+// size, or source and destination share pixels.
 TAVRIN_API int morphologyTrans(ImgTavrin src, ImgTavrin dst, int mode, int iParallel);
 // Inner rows [first, end) (1 <= first, end <= height - 1). Return 0.
 TAVRIN_API int dilation33(int first, int end, uint8_t* src, uint8_t* dst, int width, int height);
