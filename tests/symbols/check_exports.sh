@@ -12,8 +12,9 @@ lib=$1 dir=$2
 fail=0
 raw=$(nm -D --defined-only "$lib" | awk '{print $2 " " $3}')
 demangled=$(nm -DC --defined-only "$lib" | cut -d' ' -f3-)
-# linker-made symbols that every shared object has
-ignore='^(_init|_fini|_edata|_end|__bss_start)$'
+# linker-made symbols that every shared object has, and AddressSanitizer's
+# one-definition-rule markers of exported variables
+ignore='^(_init|_fini|_edata|_end|__bss_start|__odr_asan\..*)$'
 
 declare -A seen byplain
 while IFS=$'\t' read -r kind name plain; do
