@@ -1,4 +1,5 @@
-# The two commands a new user needs (each installs missing Debian packages):
+# Targets (./make.sh TARGET first installs the missing Debian packages, make
+# included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
 # and `make check` for the sanitizer and i386 layout checks that CI adds.
