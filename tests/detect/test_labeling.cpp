@@ -141,6 +141,36 @@ TEST(Labeling, TwoStepTableKeepsTwoLabelsForOneRegion) {
             EXPECT_EQ(r.labels.at(x, y), m.at(x, y) ? (x < 5 ? 1 : 2) : 0) << x << "," << y;
 }
 
+// The upper-left link goes to the entry two steps from the neighbour's label,
+// not to the label's own entry: at (3, 2) label 3 already points at 2, so
+// T[2] (not T[3]) becomes 1 and the region keeps a single label.
+TEST(Labeling, UpperLeftLinkWritesTheEntryTwoStepsAway) {
+    Plane m(5, 3);
+    m.set({{4, 0}, {0, 1}, {2, 1}, {4, 1}, {0, 2}, {1, 2}, {3, 2}, {4, 2}});
+    std::vector<uint16_t> prov(15, 0);
+    std::vector<uint32_t> table(16);
+    for (uint32_t i = 0; i < table.size(); ++i) table[i] = i;
+    char none[] = "";
+    ASSERT_EQ(init_label(m.px.data(), prov.data(), table.data(), 5, 3, none), 3);
+    EXPECT_EQ(std::vector<uint32_t>(table.begin() + 1, table.begin() + 4),
+              (std::vector<uint32_t>{1, 1, 2}));
+
+    Labelled r = label(m);
+    ASSERT_EQ(r.k, 1);
+    expectEntry(r.table[1], 8, 0, 0, 4, 2);
+}
+
+// Each label's entry is replaced by its two-step target, and a root by its
+// final number, before later labels look through it.
+TEST(Labeling, ResolutionRewritesEntriesAsItGoes) {
+    std::vector<uint32_t> table = {0, 1, 1, 3, 3, 4};
+    std::vector<uint32_t> corr = {0, 1, 2, 3, 4, 5};
+    char none[] = "";
+    EXPECT_EQ(CorrelationTableGeneration(table.data(), corr.data(), 5, none), 2);
+    EXPECT_EQ(corr, (std::vector<uint32_t>{0, 1, 1, 2, 2, 2}));
+    EXPECT_EQ(table, (std::vector<uint32_t>{0, 1, 1, 2, 2, 2}));
+}
+
 TEST(Labeling, Accepts4095RegionsRefuses4096) {
     Plane m = dotGrid();
     m.at(126, 126) = 0;
