@@ -78,8 +78,8 @@ TAVRIN_API int TavrinApp_DebugBGImg(strBgImgInfo* info, char* path, uint8_t flag
 
 // Writes img as a Deflate TIFF (Tavrin_WriteTIFF) to dir/name. Returns 0
 // when img has no pixels (no file); otherwise the writer's status: 0, or -1
-// for a type it does not write (3 and codes other than 0, 1, 2, 7) or a
-// file that cannot be created.
+// for a type it does not write (3 and codes other than 0, 1, 2, 7), a zero
+// height (no file) or a file that cannot be created.
 TAVRIN_API int Tavrin_Debug_Image(char* dir, char* name, ImgTavrin* img);
 
 // Writes the raw pixel bytes of img, usWidth * usHeight * (ucType != 0 ? 3

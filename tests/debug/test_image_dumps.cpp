@@ -111,6 +111,10 @@ TEST(ImageDump, WritesATiffOrPassesTheWriterStatus) {
 
     ImgTavrin bi = image(pixels, 6, 10, TAVRIN_TYPE_BILEVEL);
     EXPECT_EQ(Tavrin_Debug_Image(mut(dir), mut(bilevel), &bi), -1);
+    std::string flatName = "flat.tif";
+    ImgTavrin flat = image(pixels, 6, 0, TAVRIN_TYPE_GRAY);
+    EXPECT_EQ(Tavrin_Debug_Image(mut(dir), mut(flatName), &flat), -1);
+    EXPECT_FALSE(exists(dir + "/flat.tif"));
     g.pucImage = nullptr;
     EXPECT_EQ(Tavrin_Debug_Image(mut(dir), mut(none), &g), 0);
     EXPECT_FALSE(exists(dir + "/none.tif"));
