@@ -268,3 +268,24 @@ TEST(Filter2, MeansExactlyHalfwayRoundUp) {
         }
     }
 }
+
+TEST(Filter2, MeansJustBelowAHalfRoundDownInExtendedPrecision) {
+    // One open pixel of value 1 in the middle of a wide plane (the vectorised
+    // path): taps centre (1, weight 1), left (0, weight 1) and three rows up
+    // (0, weight 2^-61). The mean 1 / (2 + 2^-61) lies 2^-64 below 0.5: a
+    // double sum loses the 2^-61 and would round to 1, the extended sums keep it.
+    float kernel[49] = {};
+    kernel[3 * 7 + 3] = 1.0f;
+    kernel[3 * 7 + 2] = 1.0f;
+    kernel[0 * 7 + 3] = std::ldexp(1.0f, -61);
+    float range[511] = {};
+    range[255] = 1.0f;      // d = 0
+    range[255 - 1] = 1.0f;  // d = -1
+    const int w = 16, h = 11;
+    Plane s(w, h), m(w, h, 1), d(w, h);
+    s.at(5, 5) = 1;
+    m.at(5, 5) = 0;
+    d.at(5, 5) = 1;
+    EXPECT_EQ(filter2(0, h, &s.img, &m.img, &d.img, kernel, range, workBuffer().data()), 0);
+    EXPECT_EQ(d.at(5, 5), 0);
+}
