@@ -5,29 +5,21 @@
 #include <TavrinDebug.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "test_files.h"
+
 namespace {
 
-std::string scratchDir(const char* name) {
-    const char* base = std::getenv("TAVRIN_TEST_TMP");
-    std::string dir = std::string(base ? base : "/tmp") + "/dump_path_" + name + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
+using tavrin_test::mut;
 
 bool isDirectory(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
-
-char* mut(std::string& s) { return &s[0]; }
 
 TEST(DumpPath, CatPathAlwaysInsertsTheSeparator) {
     char out[1024];
@@ -66,7 +58,7 @@ TEST(DumpPath, CoreAndDebugPath) {
 }
 
 TEST(DumpPath, SetDumpPathCreatesOnlyTheLastComponent) {
-    std::string base = scratchDir("set"), name = "stage", missing = "no/such";
+    std::string base = tavrin_test::scratchDir("dump_path"), name = "stage", missing = "no/such";
     char out[1024] = "untouched";
     EXPECT_EQ(setDumpPath(out, mut(base), mut(name), 0), 0);  // switch off
     EXPECT_STREQ(out, "untouched");
@@ -94,7 +86,7 @@ TEST(DumpPath, SetDumpPathCreatesOnlyTheLastComponent) {
 
 TEST(DumpPath, SetDumpPath2RecordsTheNameOnlyWhenSwitchedOn) {
     __TavrinProcess_Ctrl_Info ctrl{};
-    std::string base = scratchDir("set2"), name = "bg";
+    std::string base = tavrin_test::scratchDir("dump_path"), name = "bg";
     set_CoreDirName(ctrl.cCoreDirName, mut(base));
     ST_DEBUG_INFO dbg{};
     std::strcpy(dbg.cDumpName, "old-long-name");
@@ -114,7 +106,7 @@ TEST(DumpPath, SetDumpPath2RecordsTheNameOnlyWhenSwitchedOn) {
 }
 
 TEST(DumpPath, FileOpenerReportsFailureWithNullHandle) {
-    std::string dir = scratchDir("open");
+    std::string dir = tavrin_test::scratchDir("dump_path");
     FILE* fp = reinterpret_cast<FILE*>(0x1);
     EXPECT_EQ(_tfopen_s(&fp, (dir + "/a.txt").c_str(), "w"), 0);
     ASSERT_NE(fp, nullptr);

@@ -17,23 +17,15 @@
 #endif
 
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "test_files.h"
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-std::string scratchDir() {
-    const char* base = std::getenv("TAVRIN_TEST_TMP");
-    const char* test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::string dir = std::string(base ? base : "/tmp") + "/fg_dump_" + test + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
 
 off_t fileSize(const std::string& path) {
     struct stat st;
@@ -198,7 +190,7 @@ void countError(const char*, const char*, va_list) { ++libtiffErrors; }
 class FgDump : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir = scratchDir();
+        dir = tavrin_test::scratchDir("fg_dump");
         // The tag extension must be known before the dumps are read back.
         _XTIFFInitialize();
     }

@@ -5,38 +5,22 @@
 #include <TavrinDebug.h>
 #include <tiffio.h>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
+
+#include "test_files.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using tavrin_test::fileExists;
+using tavrin_test::mut;
+using tavrin_test::readFile;
 
-std::string scratchDir() {
-    const char* base = std::getenv("TAVRIN_TEST_TMP");
-    const char* test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::string dir = std::string(base ? base : "/tmp") + "/image_dumps_" + test + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
-
-bool exists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
-
-Bytes readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+std::string scratchDir() { return tavrin_test::scratchDir("image_dumps"); }
 
 // Sample bytes of an 8-bit TIFF (gray or RGB), strip by strip.
 Bytes readTiff(const std::string& path, uint32_t* width = nullptr, uint32_t* height = nullptr) {
@@ -64,8 +48,6 @@ ImgTavrin image(Bytes& pixels, uint16_t w, uint16_t h, uint8_t type) {
     return img;
 }
 
-char* mut(std::string& s) { return &s[0]; }
-
 TEST(StreamDump, WritesTheStreamBytesOnly) {
     std::string dir = scratchDir(), path = dir + "/bg.jpg";
     Bytes stream(300);
@@ -77,7 +59,7 @@ TEST(StreamDump, WritesTheStreamBytesOnly) {
     std::string none = dir + "/none.jpg";
     strBgImgInfo noBuffer{200, nullptr};
     EXPECT_EQ(TavrinApp_DebugBGImg(&noBuffer, mut(none), 0), 0);
-    EXPECT_FALSE(exists(none));
+    EXPECT_FALSE(fileExists(none));
     std::string unopenable = dir + "/missing/bg.jpg";
     EXPECT_EQ(TavrinApp_DebugBGImg(&info, mut(unopenable), 0), 0);
 }
@@ -95,7 +77,7 @@ TEST(RawImageDump, WritesBytesByTheGeneralRule) {
 
     g.pucImage = nullptr;
     EXPECT_EQ(Tavrin_Debug_RawImage(mut(dir), mut(none), &g), 0);
-    EXPECT_FALSE(exists(dir + "/none.raw"));
+    EXPECT_FALSE(fileExists(dir + "/none.raw"));
 }
 
 TEST(ImageDump, WritesATiffOrPassesTheWriterStatus) {
@@ -114,10 +96,10 @@ TEST(ImageDump, WritesATiffOrPassesTheWriterStatus) {
     std::string flatName = "flat.tif";
     ImgTavrin flat = image(pixels, 6, 0, TAVRIN_TYPE_GRAY);
     EXPECT_EQ(Tavrin_Debug_Image(mut(dir), mut(flatName), &flat), -1);
-    EXPECT_FALSE(exists(dir + "/flat.tif"));
+    EXPECT_FALSE(fileExists(dir + "/flat.tif"));
     g.pucImage = nullptr;
     EXPECT_EQ(Tavrin_Debug_Image(mut(dir), mut(none), &g), 0);
-    EXPECT_FALSE(exists(dir + "/none.tif"));
+    EXPECT_FALSE(fileExists(dir + "/none.tif"));
 }
 
 TEST(ScaledRawDump, ScalesModulo256) {
@@ -148,20 +130,20 @@ TEST(ScaledRawDump, PathMustFitItsBuffer) {
     DebugOut(fits.c_str(), &pixel, 1, 1, 255);
     EXPECT_EQ(readFile(fits + ".raw"), Bytes{255});
     DebugOut(tooLong.c_str(), &pixel, 1, 1, 255);
-    EXPECT_FALSE(exists(tooLong + ".raw"));
-    EXPECT_FALSE(exists((tooLong + ".raw").substr(0, 259)));  // nor a cut name
+    EXPECT_FALSE(fileExists(tooLong + ".raw"));
+    EXPECT_FALSE(fileExists((tooLong + ".raw").substr(0, 259)));  // nor a cut name
 }
 
 TEST(ScaledRawDump, EmptyAndMissingInputs) {
     std::string base = scratchDir() + "/empty";
     EXPECT_EQ(DebugOut(base.c_str(), nullptr, 0, 5, 255), 0);
-    EXPECT_TRUE(exists(base + ".raw"));
+    EXPECT_TRUE(fileExists(base + ".raw"));
     EXPECT_TRUE(readFile(base + ".raw").empty());
     std::string none = scratchDir() + "/none";
     EXPECT_EQ(DebugOut(none.c_str(), nullptr, 2, 2, 255), 0);
     uint8_t pixel = 0;
     EXPECT_EQ(DebugOut(none.c_str(), &pixel, -1, 2, 255), 0);
-    EXPECT_FALSE(exists(none + ".raw"));
+    EXPECT_FALSE(fileExists(none + ".raw"));
     EXPECT_EQ(DebugOut(nullptr, &pixel, 1, 1, 255), 0);
 }
 
@@ -214,13 +196,13 @@ TEST(ScaledTiffDump, MissingInputsCreateNoFile) {
     ImgTavrin g = image(pixels, 2, 2, TAVRIN_TYPE_GRAY);
     for (int scale : {1, 255}) {
         EXPECT_EQ(DebugOutTiff(mut(empty), mut(name), &g, scale), 0);
-        EXPECT_FALSE(exists("/" + name));  // where an empty directory would lead
+        EXPECT_FALSE(fileExists("/" + name));  // where an empty directory would lead
         EXPECT_EQ(DebugOutTiff(mut(dir), nullptr, &g, scale), 0);
         EXPECT_EQ(DebugOutTiff(nullptr, mut(name), &g, scale), 0);
         ImgTavrin noPixels = g;
         noPixels.pucImage = nullptr;
         EXPECT_EQ(DebugOutTiff(mut(dir), mut(name), &noPixels, scale), 0);
-        EXPECT_FALSE(exists(dir + "/" + name));
+        EXPECT_FALSE(fileExists(dir + "/" + name));
     }
 }
 

@@ -4,30 +4,19 @@
 
 #include <TavrinDebug.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "test_files.h"
+
 namespace {
 
-std::string scratchDir() {
-    const char* base = std::getenv("TAVRIN_TEST_TMP");
-    const char* test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::string dir = std::string(base ? base : "/tmp") + "/layout_dump_" + test + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
+using tavrin_test::fileExists;
+using tavrin_test::mut;
 
-bool exists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
+std::string scratchDir() { return tavrin_test::scratchDir("layout_dump"); }
 
 std::vector<std::string> readLines(const std::string& path) {
     std::ifstream in(path);
@@ -53,8 +42,6 @@ ST_LAYOUTRECT rect(int16_t a, int16_t b, int16_t c, int16_t d, int32_t e, int8_t
     r.cItem5 = f;
     return r;
 }
-
-char* mut(std::string& s) { return &s[0]; }
 
 TEST(LayoutDump, FourteenSignedFieldsPerEntry) {
     std::string dir = scratchDir(), name = "layout.csv";
@@ -84,7 +71,7 @@ TEST(LayoutDump, NoEntriesGiveAnEmptyFile) {
         std::string name = "empty" + std::to_string(n) + ".csv";
         ST_LAYOUT layout{n, a, b};
         EXPECT_EQ(Tavrin_Debug_LayoutData(mut(dir), mut(name), &layout), 0);
-        EXPECT_TRUE(exists(dir + "/" + name));
+        EXPECT_TRUE(fileExists(dir + "/" + name));
         EXPECT_TRUE(readLines(dir + "/" + name).empty());
     }
 }
@@ -96,7 +83,7 @@ TEST(LayoutDump, MissingArrayCreatesNoFile) {
     EXPECT_EQ(Tavrin_Debug_LayoutData(mut(dir), mut(name), &onlyA), 0);
     EXPECT_EQ(Tavrin_Debug_LayoutData(mut(dir), mut(name), &onlyB), 0);
     EXPECT_EQ(Tavrin_Debug_LayoutData(mut(dir), mut(name), nullptr), 0);
-    EXPECT_FALSE(exists(dir + "/" + name));
+    EXPECT_FALSE(fileExists(dir + "/" + name));
     std::string unopenable = "missing/none.csv";
     ST_LAYOUT both{1, a, a};
     EXPECT_EQ(Tavrin_Debug_LayoutData(mut(dir), mut(unopenable), &both), 0);

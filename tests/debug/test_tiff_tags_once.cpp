@@ -9,28 +9,21 @@
 #include <TavrinDebug.h>
 #include <tiffio.h>
 
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "test_files.h"
+
 namespace {
 
-std::string scratchDir() {
-    const char* base = std::getenv("TAVRIN_TEST_TMP");
-    const char* test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::string dir = std::string(base ? base : "/tmp") + "/tiff_tags_" + test + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
+std::string scratchDir() { return tavrin_test::scratchDir("tiff_tags"); }
 
 // The extender a caller had installed before the library's.
 std::atomic<int> callerExtenderCalls{0};

@@ -2,19 +2,17 @@
 #ifndef TAVRIN_TESTS_DETECT_REGIONS_SUPPORT_H
 #define TAVRIN_TESTS_DETECT_REGIONS_SUPPORT_H
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <fstream>
 #include <initializer_list>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <TavrinDetect.h>
+
+#include "test_files.h"
 
 namespace regions_test {
 
@@ -42,27 +40,30 @@ inline std::vector<uint8_t> workBuffer() {
     return std::vector<uint8_t>(TAVRIN_DETECT_WORK_SIZE, 0);
 }
 
-// A fresh directory below TAVRIN_TEST_TMP (or /tmp) for dump files.
+// A directory of this test and process for dump files, without the dumps a
+// reused pid may have left there: tests check that some are not written.
 inline std::string scratchDir(const std::string& name) {
-    const char* base = std::getenv("TAVRIN_TEST_TMP");
-    std::string dir = std::string(base && *base ? base : "/tmp") + "/regions_" + name + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
+    const std::string dir = tavrin_test::scratchDir("regions_" + name);
     for (const char* f : {"init_table.txt", "corr_table.txt", "label_table.txt", "pict_count.csv"})
         unlink((dir + "/" + f).c_str());
     return dir;
 }
 
-inline bool fileExists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
+// A text dump as one string.
+inline std::string readText(const std::string& path) {
+    const std::vector<uint8_t> bytes = tavrin_test::readFile(path);
+    return std::string(bytes.begin(), bytes.end());
 }
 
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
+// A table rectangle from its four values sRect0..sRect3 (half-resolution
+// pixels), the caller's bytes zeroed.
+inline ST_TABLERECT tableRect(int s0, int s1, int s2, int s3) {
+    ST_TABLERECT r{};
+    r.sRect0 = static_cast<int16_t>(s0);
+    r.sRect1 = static_cast<int16_t>(s1);
+    r.sRect2 = static_cast<int16_t>(s2);
+    r.sRect3 = static_cast<int16_t>(s3);
+    return r;
 }
 
 }  // namespace regions_test

@@ -77,12 +77,7 @@ struct Page {
     }
     // A table rectangle given in half-resolution pixels (left, top, right, bottom).
     void excludeTable(int s0, int s1, int s2, int s3) {
-        ST_TABLERECT r{};
-        r.sRect0 = static_cast<int16_t>(s0);
-        r.sRect1 = static_cast<int16_t>(s1);
-        r.sRect2 = static_cast<int16_t>(s2);
-        r.sRect3 = static_cast<int16_t>(s3);
-        tables.push_back(r);
+        tables.push_back(regions_test::tableRect(s0, s1, s2, s3));
     }
     structFGInfos* record() {
         fg.stPageImg = ImgTavrin{px.data(), static_cast<uint16_t>(w), static_cast<uint16_t>(h), 30000, 30000,
@@ -187,7 +182,7 @@ TEST(Driver, ResultPixelCountMaskAndLabelTableAgree) {
     const long n = static_cast<long>(r.w4) * r.h4;
     EXPECT_EQ(r.param.iPictPixelNum, s);
     EXPECT_EQ(r.result, static_cast<double>(s) / n >= r.param.dPictPageRatio ? 1 : 0);
-    EXPECT_EQ(regions_test::readFile(dir + "/pict_count.csv"),
+    EXPECT_EQ(regions_test::readText(dir + "/pict_count.csv"),
               std::to_string(s) + "," + std::to_string(n) + "\n");
     for (int i = 0; i < n; ++i) ASSERT_LE(r.at(TAVRIN_DETECT_PICT_OFFSET)[i], 1);
 

@@ -268,9 +268,9 @@ TEST(LabelingDumps, ExactTablesOfTheTwoStepExample) {
     const std::string dir = regions_test::scratchDir("labeling_dumps");
     Plane m = quirkMask();
     ASSERT_EQ(label(m, dir).k, 2);
-    EXPECT_EQ(regions_test::readFile(dir + "/init_table.txt"), "1,1\n2,2\n3,2\n4,1\n5,4\n");
-    EXPECT_EQ(regions_test::readFile(dir + "/corr_table.txt"), "1,1\n2,2\n3,2\n4,1\n5,1\n");
-    EXPECT_EQ(regions_test::readFile(dir + "/label_table.txt"),
+    EXPECT_EQ(regions_test::readText(dir + "/init_table.txt"), "1,1\n2,2\n3,2\n4,1\n5,4\n");
+    EXPECT_EQ(regions_test::readText(dir + "/corr_table.txt"), "1,1\n2,2\n3,2\n4,1\n5,1\n");
+    EXPECT_EQ(regions_test::readText(dir + "/label_table.txt"),
               "Label,pixel,min_x,min_y,max_x,max_y\n"
               "    1,    9,    0,    0,    4,    3\n"
               "    2,   14,    5,    0,    9,    3\n");
@@ -280,9 +280,9 @@ TEST(LabelingDumps, EmptyMaskWritesHeaderOnly) {
     const std::string dir = regions_test::scratchDir("labeling_empty");
     Plane m(4, 4);
     ASSERT_EQ(label(m, dir).k, 0);
-    EXPECT_EQ(regions_test::readFile(dir + "/init_table.txt"), "");
-    EXPECT_EQ(regions_test::readFile(dir + "/corr_table.txt"), "");
-    const std::string header = regions_test::readFile(dir + "/label_table.txt");
+    EXPECT_EQ(regions_test::readText(dir + "/init_table.txt"), "");
+    EXPECT_EQ(regions_test::readText(dir + "/corr_table.txt"), "");
+    const std::string header = regions_test::readText(dir + "/label_table.txt");
     EXPECT_EQ(header, "Label,pixel,min_x,min_y,max_x,max_y\n");
     EXPECT_EQ(header.size(), 36u);
 }
@@ -291,15 +291,15 @@ TEST(LabelingDumps, FailuresWriteNoLaterDump) {
     const std::string dir = regions_test::scratchDir("labeling_fail");
     Plane m = dotGrid();  // 4096 final labels: resolution succeeds, entLabeling refuses
     ASSERT_EQ(label(m, dir).k, -4096);
-    EXPECT_TRUE(regions_test::fileExists(dir + "/init_table.txt"));
-    EXPECT_TRUE(regions_test::fileExists(dir + "/corr_table.txt"));
-    EXPECT_FALSE(regions_test::fileExists(dir + "/label_table.txt"));
+    EXPECT_TRUE(tavrin_test::fileExists(dir + "/init_table.txt"));
+    EXPECT_TRUE(tavrin_test::fileExists(dir + "/corr_table.txt"));
+    EXPECT_FALSE(tavrin_test::fileExists(dir + "/label_table.txt"));
 
     const std::string dir2 = regions_test::scratchDir("labeling_fail2");
     Plane teeth(16386, 2);
     for (int t = 0; t < 8193; ++t) teeth.at(2 * t, 0) = 1;
     ASSERT_EQ(label(teeth, dir2).k, -4096);
-    EXPECT_FALSE(regions_test::fileExists(dir2 + "/init_table.txt"));
+    EXPECT_FALSE(tavrin_test::fileExists(dir2 + "/init_table.txt"));
 }
 
 TEST(LabelingDumps, UnopenableDirectoryIsSkipped) {

@@ -8,20 +8,12 @@
 #include "detect/regions_support.h"
 
 using regions_test::Plane;
+using regions_test::tableRect;
 
 namespace {
 
 // Rectangles are {x0, y0, x1, y1}, inclusive.
 using Rect = std::vector<int>;
-
-ST_TABLERECT tableRect(int s0, int s1, int s2, int s3) {
-    ST_TABLERECT r{};
-    r.sRect0 = static_cast<int16_t>(s0);
-    r.sRect1 = static_cast<int16_t>(s1);
-    r.sRect2 = static_cast<int16_t>(s2);
-    r.sRect3 = static_cast<int16_t>(s3);
-    return r;
-}
 
 struct Split {
     Plane mask;

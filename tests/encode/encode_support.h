@@ -3,14 +3,13 @@
 #ifndef TAVRIN_TESTS_ENCODE_SUPPORT_H
 #define TAVRIN_TESTS_ENCODE_SUPPORT_H
 
-#include <sys/stat.h>
 #include <tiffio.h>
-#include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
+
+#include "test_files.h"
 
 namespace encode_test {
 
@@ -101,18 +100,9 @@ inline std::vector<uint8_t> continuousTone(uint32_t width, uint32_t height, int 
     return px;
 }
 
-// A directory of this test process below TAVRIN_TEST_TMP.
+// A directory of this test and process below TAVRIN_TEST_TMP.
 inline std::string scratchDir(const std::string& tag) {
-    const char* root = std::getenv("TAVRIN_TEST_TMP");
-    std::string dir = std::string(root ? root : "/tmp") + "/encode_" + tag + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
-
-inline bool fileExists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
+    return tavrin_test::scratchDir("encode_" + tag);
 }
 
 // Silences libtiff's handlers for the lifetime of the object.

@@ -124,7 +124,7 @@ TEST_F(TiffWriter, RefusalsTouchNoFile) {
     EXPECT_EQ(Tavrin_WriteTIFF(file.c_str(), &empty), -1);
     ImgTavrin noPixels{nullptr, 8, 8, 30000, 30000, 0};
     EXPECT_EQ(Tavrin_WriteTIFF(file.c_str(), &noPixels), -1);
-    EXPECT_FALSE(encode_test::fileExists(file));
+    EXPECT_FALSE(tavrin_test::fileExists(file));
     ImgTavrin gray{px.data(), 8, 8, 30000, 30000, 0};
     EXPECT_EQ(Tavrin_WriteTIFF((file + "/no/such/dir.tif").c_str(), &gray), -1);
     EXPECT_EQ(Tavrin_WriteTIFF(nullptr, &gray), -1);

@@ -3,18 +3,20 @@
 #include <TavrinFom.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <tiffio.h>
 #include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "test_files.h"
+
 namespace {
+
+using tavrin_test::fileExists;
 
 // libtiff's error messages, captured instead of printed.
 std::vector<std::string> g_errors;
@@ -22,19 +24,6 @@ void captureError(const char* module, const char* fmt, va_list ap) {
     char text[512];
     std::vsnprintf(text, sizeof text, fmt, ap);
     g_errors.push_back(std::string(module ? module : "") + ": " + text);
-}
-
-std::string scratchDir(const char* test) {
-    const char* root = std::getenv("TAVRIN_TEST_TMP");
-    std::string dir = std::string(root ? root : "/tmp") + "/fom_tiff_" + test + "_" +
-                      std::to_string(getpid());
-    mkdir(dir.c_str(), 0777);
-    return dir;
-}
-
-bool exists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
 }
 
 class TiffOnMemory : public ::testing::Test {
@@ -84,7 +73,7 @@ std::vector<unsigned char> ramp(size_t n) {
 }
 
 TEST_F(TiffOnMemory, WriteThenReadBackThroughMemory) {
-    const std::string dir = scratchDir("rw");
+    const std::string dir = tavrin_test::scratchDir("fom_tiff");
     const std::string name = dir + "/memory.tif";  // looks like a path, stays in memory
     std::vector<unsigned char> file(4096, 0xCC);
     reg(name, O_RDWR, file);
@@ -95,7 +84,7 @@ TEST_F(TiffOnMemory, WriteThenReadBackThroughMemory) {
     EXPECT_EQ(TIFFFileno(tif), 0);  // the fom descriptor
     writeGray(tif, pixels, 20, 10);
     TIFFClose(tif);
-    EXPECT_FALSE(exists(name));
+    EXPECT_FALSE(fileExists(name));
     EXPECT_EQ(fom_isOnMemory(name.c_str()), 1);  // closing does not unregister
 
     EXPECT_EQ(std::memcmp(file.data(), "II*\0", 4), 0);  // header at offset 0
@@ -121,13 +110,13 @@ TEST_F(TiffOnMemory, WriteThenReadBackThroughMemory) {
 }
 
 TEST_F(TiffOnMemory, UnregisteredNameGoesToDisk) {
-    const std::string path = scratchDir("disk") + "/disk.tif";
+    const std::string path = tavrin_test::scratchDir("fom_tiff") + "/disk.tif";
     unlink(path.c_str());
     TIFF* tif = tifomOpen(path.c_str(), "w");
     ASSERT_NE(tif, nullptr);
     writeGray(tif, ramp(16), 4, 4);
     TIFFClose(tif);
-    EXPECT_TRUE(exists(path));
+    EXPECT_TRUE(fileExists(path));
     TIFF* in = tifomOpen(path.c_str(), "r");
     ASSERT_NE(in, nullptr);
     TIFFClose(in);

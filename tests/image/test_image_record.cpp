@@ -5,27 +5,13 @@
 #include <TavrinImage.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "test_files.h"
+
 namespace {
-
-std::string scratchFile(const char* name) {
-    const char* dir = std::getenv("TAVRIN_TEST_TMP");
-    return std::string(dir ? dir : "/tmp") + "/image_record_" + name;
-}
-
-std::vector<uint8_t> readFile(const std::string& path) {
-    std::vector<uint8_t> bytes;
-    if (std::FILE* fp = std::fopen(path.c_str(), "rb")) {
-        int c;
-        while ((c = std::fgetc(fp)) != EOF) bytes.push_back(static_cast<uint8_t>(c));
-        std::fclose(fp);
-    }
-    return bytes;
-}
 
 TEST(ImageRecord, SetAndClearUseThreeBytesForEveryNonZeroType) {
     for (uint8_t type : {1, 2, 3, 7}) {
@@ -151,13 +137,13 @@ TEST(ImageRecord, DebugOutWritesRawBytesByTheGeneralRule) {
     for (int i = 0; i < 60; ++i) pix[i] = static_cast<uint8_t>(i);
     ImgTavrin img{};
     set_ImageTavrinP(&img, pix, 10, 2, 3, 0, 0, false);  // bi-level still counts 3 bytes
-    const std::string path = scratchFile("raw.bin");
+    const std::string path = tavrin_test::scratchDir("image_record") + "/raw.bin";
     if (std::FILE* fp = std::fopen(path.c_str(), "wb")) {  // a longer file to be replaced
         std::fwrite(std::vector<uint8_t>(500, 1).data(), 1, 500, fp);
         std::fclose(fp);
     }
     EXPECT_EQ(debugOut_ImageTavrin(&img, const_cast<char*>(path.c_str())), 0);
-    const std::vector<uint8_t> bytes = readFile(path);
+    const std::vector<uint8_t> bytes = tavrin_test::readFile(path);
     ASSERT_EQ(bytes.size(), 60u);
     EXPECT_EQ(bytes[59], 59);
     char bad[] = "/nonexistent-dir/x.raw";
