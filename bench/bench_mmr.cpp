@@ -11,6 +11,7 @@
 
 #include <TavrinEncode.h>
 
+#include "encode/g4_fields.h"
 #include "encode_pages.h"
 
 namespace {
@@ -52,22 +53,6 @@ toff_t memSize(thandle_t h) { return static_cast<MemoryFile*>(h)->end; }
 int memMap(thandle_t, void**, toff_t*) { return 0; }
 void memUnmap(thandle_t, void*, toff_t) {}
 
-void setFields(TIFF* tif) {
-    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, kA4Width);
-    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, kA4Height);
-    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
-    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-    TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tif, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    TIFFSetField(tif, TIFFTAG_XRESOLUTION, 300.0);
-    TIFFSetField(tif, TIFFTAG_YRESOLUTION, 300.0);
-    TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, kA4Height);
-    TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-}
-
 const std::vector<uint8_t>& page() {
     static const std::vector<uint8_t> p = bench_pages::textPage(kA4Width, kA4Height);
     return p;
@@ -98,7 +83,7 @@ void BM_LibtiffG4ToMemory(benchmark::State& state) {
         file.position = file.end = 0;
         TIFF* tif = TIFFClientOpen("bench", "w", &file, memRead, memWrite, memSeek, memClose,
                                    memSize, memMap, memUnmap);
-        setFields(tif);
+        encode_test::setG4Fields(tif, kA4Width, kA4Height);
         if (TIFFWriteEncodedStrip(tif, 0, image.data(), tmsize_t(image.size())) == -1)
             state.SkipWithError("strip");
         stripBytes = TIFFGetStrileByteCount(tif, 0);

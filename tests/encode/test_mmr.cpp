@@ -12,10 +12,12 @@
 #include <vector>
 
 #include "encode_support.h"
+#include "g4_fields.h"
 
 namespace {
 
 using encode_test::Content;
+using encode_test::setG4Fields;
 
 constexpr const char* kReservedName = "outFile_bwToMmr";
 constexpr uint8_t kGuard = 0xA5;
@@ -45,23 +47,6 @@ bool guardIntact(const Encoded& e, size_t capacity) {
     for (size_t i = capacity; i < e.buffer.size(); ++i)
         if (e.buffer[i] != kGuard) return false;
     return true;
-}
-
-// The thirteen fields of the encoder, for the reference files.
-void setG4Fields(TIFF* tif, uint32_t width, uint32_t height) {
-    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, width);
-    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, height);
-    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
-    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-    TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tif, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    TIFFSetField(tif, TIFFTAG_XRESOLUTION, 300.0);
-    TIFFSetField(tif, TIFFTAG_YRESOLUTION, 300.0);
-    TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, height);
-    TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
 }
 
 // Wraps raw T.6 bytes in a TIFF file and lets libtiff decode them.
