@@ -8,14 +8,14 @@
 #include <cstdlib>
 #include <string>
 
-#include "attribute_map.h"
-#include "background.h"
-#include "commands.h"
-#include "ink_levels.h"
-#include "layer_encoders.h"
-#include "page_compressor.h"
-#include "page_reader.h"
-#include "pdf_writer.h"
+#include "cli/commands.h"
+#include "formats/page_reader.h"
+#include "pipeline/attribute_map.h"
+#include "pipeline/background.h"
+#include "pipeline/ink_levels.h"
+#include "pipeline/layer_encoders.h"
+#include "pipeline/page_compressor.h"
+#include "pipeline/pdf_writer.h"
 
 using namespace tavrin;
 

@@ -11,7 +11,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "page_reader.h"
+#include "formats/page_reader.h"
 
 namespace e2e {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "page.h"
-#include "picture_detector.h"
+#include "pipeline/page.h"
+#include "pipeline/picture_detector.h"
 
 namespace e2e {
 

@@ -14,8 +14,8 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
 #include "e2e_support.h"
+#include "formats/write_png.h"
 #include "generated_pages.h"
-#include "write_png.h"
 
 using namespace e2e;
 

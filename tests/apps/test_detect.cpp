@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "e2e_support.h"
+#include "formats/write_png.h"
 #include "generated_pages.h"
-#include "write_png.h"
 
 using namespace e2e;
 

@@ -5,8 +5,8 @@
 #include <cstdio>
 
 #include "e2e_support.h"
+#include "formats/write_png.h"
 #include "generated_pages.h"
-#include "write_png.h"
 
 using namespace e2e;
 

@@ -6,12 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
 
-#include "commands.h"
+#include "cli/commands.h"
 #include "e2e_support.h"
 #include "generated_pages.h"
-#include "layer_encoders.h"
-#include "pdf_writer.h"
+#include "pipeline/layer_encoders.h"
+#include "pipeline/pdf_writer.h"
 
 using namespace e2e;
 
@@ -26,7 +27,7 @@ void referencePdf(const tavrin::Page& page, const std::string& path) {
     e.backgroundWidth = page.width, e.backgroundHeight = page.height, e.backgroundChannels = page.channels;
     tavrin::PdfWriter w;
     w.addPage(e);
-    w.write(path);
+    std::ofstream(path, std::ios::binary) << w.toBytes();
 }
 
 void checkPage(const std::string& name, const std::string& source) {

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the built library into a scratch prefix and builds a small caller
-# against it twice: with CMake's find_package and with pkg-config.
+# against it twice: with CMake's find_package and with pkg-config; then runs
+# the installed tavrin program, which must find the library by its run path.
 #   check_install.sh BUILD_DIR EXAMPLE_DIR SCRATCH_DIR
 set -eu
 build=$1 example=$2 scratch=$3
@@ -18,4 +19,7 @@ flags=$(PKG_CONFIG_PATH=$libdir pkg-config --cflags --libs TavrinCommon)
 # shellcheck disable=SC2086
 g++ -std=c++17 "$example/example.cpp" -o "$scratch/example-pc" $flags
 LD_LIBRARY_PATH=$(dirname "$libdir") "$scratch/example-pc"
+if [ -x "$prefix/bin/tavrin" ]; then
+  env -u LD_LIBRARY_PATH "$prefix/bin/tavrin" version
+fi
 echo "install ok"

@@ -1,0 +1,221 @@
+#include "cli/commands.h"
+
+#include <cstdio>
+#include <sys/stat.h>
+
+#include "cli/progress.h"
+#include "formats/atomic_output.h"
+#include "formats/detect_report.h"
+#include "formats/page_reader.h"
+#include "formats/write_png.h"
+#include "pipeline/app_error.h"
+#include "pipeline/pdf_writer.h"
+
+#ifndef TAVRIN_SAMPLE_PAGE
+#define TAVRIN_SAMPLE_PAGE "samples/sample-page.jpg"
+#endif
+
+namespace tavrin {
+
+namespace {
+
+constexpr double kDefaultDpi = 300;
+
+std::string pageLabel(const std::string& file, int number, int count) {
+    return count > 1 ? file + " page " + std::to_string(number) : file;
+}
+
+// "out/x-overlay.png" -> "out/x-overlay-p2.png" for page 2 and later.
+std::string perPagePath(const std::string& path, int number) {
+    if (number == 1) return path;
+    const size_t slash = path.rfind('/'), dot = path.rfind('.');
+    const std::string suffix = "-p" + std::to_string(number);
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return path + suffix;
+    return path.substr(0, dot) + suffix + path.substr(dot);
+}
+
+std::string dumpDirFor(const std::string& base, int number, int count) {
+    if (base.empty() || count == 1) return base;
+    struct stat st;
+    if (stat(base.c_str(), &st) != 0) mkdir(base.c_str(), 0777);
+    char name[32];
+    std::snprintf(name, sizeof name, "/page-%03d", number);
+    return base + name;
+}
+
+std::string percent(double share) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.1f%%", share * 100.0);
+    return buf;
+}
+
+std::string rectText(const Rect& r) {
+    return "x " + std::to_string(r.x0) + ", y " + std::to_string(r.y0) + ", " + std::to_string(r.width()) + " x " +
+           std::to_string(r.height());
+}
+
+// qpdf assembles the document in memory; it reaches the disk only whole.
+void writePdf(PdfWriter& pdf, const std::string& path) {
+    AtomicOutput out(path);
+    std::string bytes;
+    try {
+        bytes = pdf.toBytes();
+    } catch (const std::exception& e) {
+        throw AppError(kExitFailure, path + ": cannot assemble the PDF: " + e.what());
+    }
+    out.write(bytes);
+    out.commit();
+}
+
+void reducedNote(const std::string& label, const Page& page, const DetectResult& r) {
+    if (!r.reducedForLimits) return;
+    std::fprintf(stderr,
+                 "tavrin: note: %s is %d x %d pixels, beyond the picture detector's limits; "
+                 "detecting on a copy reduced to 1/%d\n",
+                 label.c_str(), page.width, page.height, r.reduction);
+}
+
+}  // namespace
+
+std::string inputPath(const Options& o) {
+    return o.page.empty() ? std::string(TAVRIN_SAMPLE_PAGE) : o.page;
+}
+
+std::string settleResolution(Page& page, double optionDpi) {
+    if (optionDpi > 0) {
+        page.dpiX = page.dpiY = optionDpi;
+        return "option";
+    }
+    auto usable = [](double d) { return d >= 10 && d <= 10000; };
+    if (usable(page.dpiX)) {
+        if (!usable(page.dpiY)) page.dpiY = page.dpiX;
+        return "file";
+    }
+    page.dpiX = page.dpiY = kDefaultDpi;
+    return "default";
+}
+
+int runDetect(const Options& o) {
+    const std::string file = inputPath(o);
+    const std::vector<Rect> tables = o.tablesFile.empty() ? std::vector<Rect>() : readTablesFile(o.tablesFile);
+    auto reader = PageReader::open(file);
+    const int count = reader->pageCount();
+    const std::string stem = stemOf(file);
+    const std::string overlay = o.overlayPath.empty() ? stem + "-overlay.png" : o.overlayPath;
+    const std::string json = o.jsonPath.empty() ? stem + ".json" : o.jsonPath;
+    // Refuse an unwritable report before the work is done.
+    std::unique_ptr<AtomicOutput> jsonOut;
+    if (json != "-") jsonOut.reset(new AtomicOutput(json));
+
+    PictureDetector detector;
+    DetectionRunInfo run{file, formatName(reader->format()), o.settings.detect, tables};
+    std::vector<PageDetection> pages;
+    Progress progress(count);
+    Page page;
+    for (int n = 1; reader->next(page); ++n) {
+        PageDetection pd;
+        pd.number = n;
+        pd.dpiSource = settleResolution(page, o.dpi);
+        pd.width = page.width, pd.height = page.height;
+        pd.dpiX = page.dpiX, pd.dpiY = page.dpiY;
+        const std::string label = pageLabel(file, n, count);
+        DetectSettings settings = o.settings.detect;
+        settings.dumpDir = dumpDirFor(settings.dumpDir, n, count);
+        pd.result = detector.run(grayOf(page), page.dpiX, settings, tables, label);
+        reducedNote(label, page, pd.result);
+        pd.overlayPath = perPagePath(overlay, n);
+        writePng(makeOverlay(page, pd.result.regions), pd.overlayPath);
+        pages.push_back(pd);
+        progress.update(n);
+    }
+    const std::string report = detectionJson(run, pages);
+    if (jsonOut) {
+        jsonOut->write(report);
+        jsonOut->commit();
+    } else {
+        std::fputs(report.c_str(), stdout);
+    }
+    if (!o.quiet && json != "-") {
+        for (const PageDetection& pd : pages) {
+            const DetectResult& r = pd.result;
+            std::printf("%s: %d x %d pixels at %g dpi: %s, %zu region%s, %s of the page (iPictPixelNum %d of %d)\n",
+                        pageLabel(file, pd.number, count).c_str(), pd.width, pd.height, pd.dpiX,
+                        r.picturePage ? "picture page" : "not a picture page", r.regions.size(),
+                        r.regions.size() == 1 ? "" : "s", percent(r.coverage).c_str(), r.pictPixelNum,
+                        r.planePixels);
+            for (const Rect& g : r.regions) std::printf("  picture at %s\n", rectText(g).c_str());
+            std::printf("  overlay: %s\n", pd.overlayPath.c_str());
+        }
+        std::printf("report: %s\n", json.c_str());
+    }
+    return kExitOk;
+}
+
+int runCompress(const Options& o) {
+    const std::string file = inputPath(o);
+    const std::vector<Rect> tables = o.tablesFile.empty() ? std::vector<Rect>() : readTablesFile(o.tablesFile);
+    auto reader = PageReader::open(file);
+    const int count = reader->pageCount();
+    const std::string output = o.outputPath.empty() ? stemOf(file) + ".pdf" : o.outputPath;
+    { AtomicOutput probe(output); }  // refuse an unwritable output before the work is done
+
+    PictureDetector detector;
+    PdfWriter pdf;
+    Progress progress(count);
+    size_t rawTotal = 0, streamTotal = 0;
+    Page page;
+    int pagesDone = 0;
+    for (int n = 1; reader->next(page); ++n) {
+        settleResolution(page, o.dpi);
+        const std::string label = pageLabel(file, n, count);
+        CompressSettings settings = o.settings;
+        settings.detect.dumpDir = dumpDirFor(settings.detect.dumpDir, n, count);
+        PageReport rep;
+        const EncodedPage enc = compressPage(page, settings, detector, tables, label, &rep);
+        if (rep.detectionRan) reducedNote(label, page, rep.detection);
+        pdf.addPage(enc);
+        size_t fg = 0;
+        for (const EncodedLayer& l : enc.layers) fg += l.mmr.size();
+        rawTotal += rep.rawBytes;
+        streamTotal += fg + enc.background.size();
+        if (o.explain) {
+            std::printf("%s: %d x %d pixels, %g x %g dpi, %s\n", label.c_str(), page.width, page.height, page.dpiX,
+                        page.dpiY, page.channels == 3 ? "colour" : "gray");
+            if (rep.detectionRan) {
+                std::printf("  pictures: %zu region%s, %s of the page\n", rep.detection.regions.size(),
+                            rep.detection.regions.size() == 1 ? "" : "s", percent(rep.detection.coverage).c_str());
+                for (const Rect& g : rep.detection.regions) std::printf("    %s\n", rectText(g).c_str());
+            } else {
+                std::printf("  pictures: detection off\n");
+            }
+            std::printf("  background: %d x %d pixels (1/%d), JPEG quality %d%s: %zu bytes\n", enc.backgroundWidth,
+                        enc.backgroundHeight, rep.backgroundFactor, enc.backgroundQuality,
+                        enc.backgroundFlate ? (", Flate-wrapped from " + std::to_string(enc.backgroundJpegBytes) +
+                                               " bytes").c_str()
+                                            : "",
+                        enc.background.size());
+            std::printf("  foreground: %zu mask%s, %zu bytes\n", enc.layers.size(), enc.layers.size() == 1 ? "" : "s",
+                        fg);
+            for (const EncodedLayer& l : enc.layers)
+                std::printf("    colour #%02x%02x%02x, %llu pixels: %zu bytes\n", l.colour[0], l.colour[1],
+                            l.colour[2], static_cast<unsigned long long>(l.bandPixels), l.mmr.size());
+            std::printf("  streams: %zu bytes = %s of the %zu raw bytes (1:%.0f)\n", fg + enc.background.size(),
+                        percent(double(fg + enc.background.size()) / rep.rawBytes).c_str(), rep.rawBytes,
+                        double(rep.rawBytes) / double(fg + enc.background.size()));
+        }
+        pagesDone = n;
+        progress.update(n);
+    }
+    writePdf(pdf, output);
+    if (!o.quiet) {
+        struct stat st;
+        const long long size = stat(output.c_str(), &st) == 0 ? (long long)st.st_size : -1;
+        std::printf("%s: %d page%s, %lld bytes (%s of the %zu raw bytes of %s)\n", output.c_str(), pagesDone,
+                    pagesDone == 1 ? "" : "s", size, percent(double(size) / double(rawTotal)).c_str(), rawTotal,
+                    file.c_str());
+    }
+    (void)streamTotal;
+    return kExitOk;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,87 @@
+#include "cli/options.h"
+
+namespace tavrin {
+
+namespace {
+
+const char* kProgram =
+    "tavrin: find the picture regions of scanned pages and compress the pages into compact PDFs\n"
+    "\n"
+    "usage:\n"
+    "  tavrin detect   [PAGE] [options]   picture regions: overlay PNG and JSON report\n"
+    "  tavrin compress [PAGE] [-o OUT.pdf] [options]\n"
+    "                                     PDF of bi-level text masks over a JPEG background\n"
+    "  tavrin version                     the library's version text\n"
+    "  tavrin COMMAND --help              the options of a command\n"
+    "\n"
+    "PAGE is a PNG, TIFF (every page), JPEG or PNM image, gray or colour; without PAGE the\n"
+    "bundled sample page is used.\n"
+    "\n"
+    "exit codes: 0 done, 1 processing failed, 2 bad command line, option or parameter file,\n"
+    "3 input file missing or unreadable, 4 unsupported or damaged image or page too large\n";
+
+const char* kCommon =
+    "input:\n"
+    "  --dpi N               page resolution in dots per inch (10..10000); default: the\n"
+    "                        file's, else 300\n"
+    "  --tables FILE         table rectangles to leave out of the picture search, one\n"
+    "                        'x0 y0 x1 y1' per line in page pixels (inclusive, # comments)\n"
+    "picture detection (sizes for a 300-dpi page, in quarter-resolution pixels = 1/75 inch;\n"
+    "scaled for other resolutions):\n"
+    "  --space-sigma X       spatial sigma of the smoothing filter, pixels   (default 2)\n"
+    "  --range-sigma X       gray-level sigma of the smoothing filter        (default 5)\n"
+    "  --min-width N         smallest region width                           (default 16)\n"
+    "  --min-height N        smallest region height                          (default 16)\n"
+    "  --min-area N          smallest width x height of a region's box       (default 512)\n"
+    "  --min-fill X          smallest share of the box the region covers     (default 0.2)\n"
+    "  --max-high-attr X     largest share of text/line-art pixels in a box  (default 0.3)\n"
+    "  --page-ratio X        picture share from which a page is a picture page (default 0.05)\n"
+    "  --label-passes N      labelling passes at most, 1..64                 (default 9)\n"
+    "  --no-attr             no attribute map (text is not told from pictures)\n"
+    "  --serial              run the detector's filters on one thread\n"
+    "  --params FILE         read settings from FILE, 'name = value' per line with the\n"
+    "                        option names above without '--' (space-sigma = 1.5; attr = no;\n"
+    "                        threads = 1); options on the command line take precedence\n"
+    "  --dump DIR            write the library's debug dumps into DIR (one subdirectory per\n"
+    "                        page for multi-page input)\n"
+    "  -q, --quiet           print no summary\n";
+
+const char* kDetect =
+    "tavrin detect [PAGE] [options]\n"
+    "\n"
+    "Finds the photographs, illustrations and halftones of each page and writes:\n"
+    "  --overlay FILE        the page reduced for viewing, picture regions tinted orange and\n"
+    "                        outlined (default STEM-overlay.png; page N > 1 adds -pN)\n"
+    "  --json FILE           the report: page size, resolution, decision, iPictPixelNum,\n"
+    "                        coverage and every region in page pixels (default STEM.json;\n"
+    "                        '-' writes it to standard output)\n"
+    "\n";
+
+const char* kCompress =
+    "tavrin compress [PAGE] [-o OUT.pdf] [options]\n"
+    "\n"
+    "Splits each page into text masks (MMR, painted in the ink's colours) over a reduced\n"
+    "JPEG background and writes one PDF page per input page.\n"
+    "  -o, --output FILE     the PDF (default STEM.pdf)\n"
+    "  --bg-dpi N            background resolution, dots per inch (10..1200; default 100)\n"
+    "  --quality N           background JPEG quality, 1..100 (default: 50 on pages with\n"
+    "                        pictures, 30 on others)\n"
+    "  --chroma-offset N     chrominance quality = quality + N, -99..99 (default 0)\n"
+    "  --sampling MODE       420, 422, 444, or the library's mode 0..5 (default 420)\n"
+    "  --flate               wrap the background JPEG in Flate ([/FlateDecode /DCTDecode])\n"
+    "  --levels N            ink levels = foreground masks, 1..4 (default 3; 1 = pure\n"
+    "                        bi-level text)\n"
+    "  --min-contrast N      paper-to-ink contrast below which a block holds no text\n"
+    "                        (1..255; default 50)\n"
+    "  --no-detect           no picture detection (everything dark is text)\n"
+    "  --explain             per page: regions, stream sizes, ratio to the raw page\n"
+    "\n";
+
+}  // namespace
+
+std::string usageText(bool all, Command command) {
+    if (all) return kProgram;
+    return std::string(command == Command::Detect ? kDetect : kCompress) + kCommon;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,109 @@
+#include "formats/page_reader.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "pipeline/app_error.h"
+
+namespace tavrin {
+
+ImageFormat sniffFormat(const uint8_t* h, size_t n) {
+    if (n >= 8 && std::memcmp(h, "\x89PNG\r\n\x1a\n", 8) == 0) return ImageFormat::Png;
+    if (n >= 4 && (std::memcmp(h, "II*\0", 4) == 0 || std::memcmp(h, "MM\0*", 4) == 0 ||
+                   std::memcmp(h, "II+\0", 4) == 0 || std::memcmp(h, "MM\0+", 4) == 0))
+        return ImageFormat::Tiff;
+    if (n >= 3 && h[0] == 0xFF && h[1] == 0xD8 && h[2] == 0xFF) return ImageFormat::Jpeg;
+    if (n >= 2 && h[0] == 'P' && h[1] >= '1' && h[1] <= '6') return ImageFormat::Pnm;
+    return ImageFormat::Unknown;
+}
+
+const char* formatName(ImageFormat f) {
+    switch (f) {
+        case ImageFormat::Png: return "PNG";
+        case ImageFormat::Tiff: return "TIFF";
+        case ImageFormat::Jpeg: return "JPEG";
+        case ImageFormat::Pnm: return "PNM";
+        default: return "unknown";
+    }
+}
+
+void checkPageSize(uint64_t w, uint64_t h, const std::string& path) {
+    if (w == 0 || h == 0)
+        throw AppError(kExitFormat, path + ": the image is empty (" + std::to_string(w) + " x " +
+                                        std::to_string(h) + " pixels)");
+    if (w > uint64_t(kMaxPageSide) || h > uint64_t(kMaxPageSide))
+        throw AppError(kExitFormat, path + ": page of " + std::to_string(w) + " x " +
+                                        std::to_string(h) + " pixels; at most " +
+                                        std::to_string(kMaxPageSide) + " pixels per side");
+    if (w * h > kMaxPagePixels)
+        throw AppError(kExitFormat, path + ": page of " + std::to_string(w) + " x " +
+                                        std::to_string(h) + " pixels; at most " +
+                                        std::to_string(kMaxPagePixels / 1000000) +
+                                        " million pixels");
+}
+
+namespace {
+
+std::vector<uint8_t> readWholeFile(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) throw AppError(kExitInput, path + ": cannot open: " + std::strerror(errno));
+    std::vector<uint8_t> data;
+    uint8_t buf[1 << 16];
+    size_t got;
+    while ((got = std::fread(buf, 1, sizeof buf, f)) > 0) data.insert(data.end(), buf, buf + got);
+    const bool failed = std::ferror(f);
+    const int err = errno;
+    std::fclose(f);
+    // A directory opens but fails to read (EISDIR).
+    if (failed) throw AppError(kExitInput, path + ": cannot read: " + std::strerror(err));
+    return data;
+}
+
+// PNG, JPEG and PNM files hold one page and are decoded from memory.
+class SinglePageReader : public PageReader {
+public:
+    SinglePageReader(std::string path, ImageFormat f, std::vector<uint8_t> data)
+        : PageReader(std::move(path), f), data_(std::move(data)) {}
+    bool next(Page& page) override {
+        if (done_) return false;
+        done_ = true;
+        switch (format_) {
+            case ImageFormat::Png: page = decodePng(data_, path_); break;
+            case ImageFormat::Jpeg: page = decodeJpeg(data_, path_); break;
+            default: page = decodePnm(data_, path_); break;
+        }
+        std::vector<uint8_t>().swap(data_);
+        return true;
+    }
+    int pageCount() const override { return 1; }
+
+private:
+    std::vector<uint8_t> data_;
+    bool done_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<PageReader> PageReader::open(const std::string& path) {
+    // Sniff first: a TIFF is read by libtiff straight from the file.
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) throw AppError(kExitInput, path + ": cannot open: " + std::strerror(errno));
+    uint8_t head[8] = {};
+    const size_t n = std::fread(head, 1, sizeof head, f);
+    const bool failed = std::ferror(f);
+    const int err = errno;
+    std::fclose(f);
+    if (failed) throw AppError(kExitInput, path + ": cannot read: " + std::strerror(err));
+    const ImageFormat fmt = sniffFormat(head, n);
+    switch (fmt) {
+        case ImageFormat::Unknown:
+            throw AppError(kExitFormat, path + ": unsupported format (not a PNG, TIFF, JPEG or PNM image)");
+        case ImageFormat::Tiff:
+            return openTiff(path);
+        default:
+            return std::unique_ptr<PageReader>(new SinglePageReader(path, fmt, readWholeFile(path)));
+    }
+}
+
+}  // namespace tavrin

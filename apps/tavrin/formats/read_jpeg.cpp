@@ -1,0 +1,117 @@
+// JPEG pages through libjpeg; gray stays gray, everything else becomes RGB
+// (CMYK and YCCK converted here). The resolution comes from the JFIF density.
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+
+#include <jpeglib.h>
+
+#include "formats/page_reader.h"
+#include "pipeline/app_error.h"
+
+namespace tavrin {
+
+namespace {
+
+struct ErrorManager {
+    jpeg_error_mgr pub;
+    std::jmp_buf jump;
+    char message[JMSG_LENGTH_MAX];
+};
+
+void onError(j_common_ptr cinfo) {
+    auto* err = reinterpret_cast<ErrorManager*>(cinfo->err);
+    (*cinfo->err->format_message)(cinfo, err->message);
+    std::longjmp(err->jump, 1);
+}
+
+void onMessage(j_common_ptr, int) {}  // warnings (such as a truncated file) stay quiet
+
+// Decodes into `out` (already sized once the header is known through
+// `resize`). Kept free of objects with destructors because of longjmp.
+bool decode(const uint8_t* data, size_t size, Page* page, ErrorManager* err,
+            Bytes* out, const std::string* path, AppError** sizeError) {
+    jpeg_decompress_struct cinfo;
+    std::memset(&cinfo, 0, sizeof cinfo);
+    cinfo.err = jpeg_std_error(&err->pub);
+    err->pub.error_exit = onError;
+    err->pub.emit_message = onMessage;
+    if (setjmp(err->jump)) {
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
+    jpeg_create_decompress(&cinfo);
+    jpeg_mem_src(&cinfo, data, static_cast<unsigned long>(size));
+    jpeg_read_header(&cinfo, TRUE);
+    try {
+        checkPageSize(cinfo.image_width, cinfo.image_height, *path);
+    } catch (AppError& e) {
+        *sizeError = new AppError(e);
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
+    const bool cmyk = cinfo.jpeg_color_space == JCS_CMYK || cinfo.jpeg_color_space == JCS_YCCK;
+    if (cinfo.jpeg_color_space == JCS_GRAYSCALE)
+        cinfo.out_color_space = JCS_GRAYSCALE;
+    else if (cmyk)
+        cinfo.out_color_space = JCS_CMYK;
+    else
+        cinfo.out_color_space = JCS_RGB;
+    jpeg_start_decompress(&cinfo);
+    page->width = int(cinfo.output_width);
+    page->height = int(cinfo.output_height);
+    page->channels = cinfo.out_color_space == JCS_GRAYSCALE ? 1 : 3;
+    const int comps = cinfo.output_components;
+    out->resize(size_t(page->width) * page->height * comps);
+    while (cinfo.output_scanline < cinfo.output_height) {
+        JSAMPROW row = out->data() + size_t(cinfo.output_scanline) * page->width * comps;
+        jpeg_read_scanlines(&cinfo, &row, 1);
+    }
+    if (cinfo.density_unit == 1) {
+        page->dpiX = cinfo.X_density;
+        page->dpiY = cinfo.Y_density;
+    } else if (cinfo.density_unit == 2) {
+        page->dpiX = cinfo.X_density * 2.54;
+        page->dpiY = cinfo.Y_density * 2.54;
+    }
+    // Adobe writes CMYK inverted (0 = full ink).
+    const bool inverted = cmyk && cinfo.saw_Adobe_marker;
+    jpeg_finish_decompress(&cinfo);
+    jpeg_destroy_decompress(&cinfo);
+    if (cmyk) {
+        const size_t n = page->pixelCount();
+        uint8_t* p = out->data();
+        for (size_t i = 0; i < n; ++i) {
+            unsigned c = p[4 * i], m = p[4 * i + 1], y = p[4 * i + 2], k = p[4 * i + 3];
+            if (!inverted) c = 255 - c, m = 255 - m, y = 255 - y, k = 255 - k;
+            // Inverted values: c = 255 - cyan ink, so R = c * k / 255.
+            p[3 * i] = uint8_t(c * k / 255);
+            p[3 * i + 1] = uint8_t(m * k / 255);
+            p[3 * i + 2] = uint8_t(y * k / 255);
+        }
+        out->resize(n * 3);
+    }
+    return true;
+}
+
+}  // namespace
+
+Page decodeJpeg(const std::vector<uint8_t>& file, const std::string& path) {
+    Page page;
+    ErrorManager err;
+    std::memset(&err, 0, sizeof err);
+    AppError* sizeError = nullptr;
+    Bytes pixels;
+    if (!decode(file.data(), file.size(), &page, &err, &pixels, &path, &sizeError)) {
+        if (sizeError) {
+            AppError e(*sizeError);
+            delete sizeError;
+            throw e;
+        }
+        throw AppError(kExitFormat, path + ": damaged JPEG (" + err.message + ")");
+    }
+    page.pixels = std::move(pixels);
+    return page;
+}
+
+}  // namespace tavrin
