@@ -2,11 +2,12 @@
 # included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
+#   make eval   the evaluation on composed pages (SET=main|holdout, ARGS="...")
 # and `make check` for the sanitizer and i386 layout checks that CI adds.
 JOBS ?= 2
 BUILD ?= build
 
-.PHONY: deps build test check bench run clean
+.PHONY: deps build test check bench run clean eval eval-deps
 
 deps:
 	@bash scripts/deps.sh
@@ -32,6 +33,25 @@ run: build
 	@mkdir -p out
 	$(BUILD)/apps/tavrin/tavrin compress samples/sample-page.jpg -o out/sample.pdf --explain
 	$(BUILD)/apps/tavrin/tavrin detect samples/sample-page.jpg --overlay out/sample-overlay.png --json out/sample.json
+
+# The evaluation on a composed page set (bench/eval): `make eval` runs the
+# main set with the current defaults; `make eval SET=holdout ARGS="--quality 40"`
+# the held-out set with other options. The pages are composed into
+# $(BUILD)/eval/pages-SET when missing or when the composer changed.
+SET ?= main
+ARGS ?=
+EVAL_OUT ?= $(BUILD)/eval/out-$(SET)
+
+eval-deps:
+	@bash scripts/deps.sh eval
+
+$(BUILD)/eval/pages-%/truth.json: bench/eval/compose_pages.py bench/eval/page_kit.py bench/eval/artwork.py \
+		bench/eval/scan_effects.py $(wildcard bench/eval/texts/*.txt) | eval-deps
+	nice -n 10 /usr/bin/python3 bench/eval/compose_pages.py --set $* --out $(@D)
+
+eval: build eval-deps $(BUILD)/eval/pages-$(SET)/truth.json
+	nice -n 10 /usr/bin/python3 bench/eval/evaluate.py --pages $(BUILD)/eval/pages-$(SET) --out $(EVAL_OUT) \
+		--tavrin $(BUILD)/apps/tavrin/tavrin --tavrin-args "$(ARGS)"
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench out

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and running
 # libTavrinCommon need, and only those that are missing. Runs as root, or
-# through sudo when it is there.
+# through sudo when it is there. `deps.sh eval` adds the group that
+# `make eval` needs.
 set -eu
 
 packages=(
@@ -18,6 +19,16 @@ packages=(
   # its end-to-end tests render PDFs with two independent readers
   mupdf-tools ghostscript
 )
+
+# make eval: composing the page set (images, drawings, fonts) and the
+# programs it reads and compares with (OCR, one-JPEG PDF, DjVu codec)
+eval_packages=(
+  python3-numpy python3-pil python3-skimage python3-matplotlib
+  openclipart-svg librsvg2-bin
+  fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-freefont-ttf
+  tesseract-ocr tesseract-ocr-eng img2pdf djvulibre-bin
+)
+[ "${1:-}" = eval ] && packages+=("${eval_packages[@]}")
 
 missing=()
 for p in "${packages[@]}"; do
