@@ -133,7 +133,8 @@ def screenshot(kind, w, h, rng):
     sw, sh = w // 2, h // 2
     img = Image.new("RGB", (sw, sh), (242, 242, 240))
     d = ImageDraw.Draw(img)
-    ui, bold, small = font("DejaVuSans.ttf", 2.6), font("DejaVuSans-Bold.ttf", 2.6), font("DejaVuSans.ttf", 2.3)
+    px = lambda n: n * 72 / 300  # font() takes points at 300 dpi; these are screen pixels
+    ui, bold, small = font("DejaVuSans.ttf", px(11)), font("DejaVuSans-Bold.ttf", px(11)), font("DejaVuSans.ttf", px(10))
     d.rectangle((0, 0, sw - 1, 28), fill=(53, 84, 128))
     d.text((12, 7), "Ferry timetable — Files" if kind == "files" else "Preferences", font=bold, fill="white")
     for i, c in enumerate(((220, 90, 80), (230, 190, 70), (110, 180, 90))):

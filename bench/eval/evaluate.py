@@ -20,8 +20,9 @@ For every page, in sequence:
   5. DjVu's wavelet codec: `c44` (one layer) with -size lowered until the
      .djvu file is no larger than the tavrin PDF, rendered by `ddjvu` at
      the page's size;
-  6. tesseract (English, one thread) reads the source page (cached by the
-     page's hash in --cache) and each rendering; CER, worst picture PSNR
+  6. tesseract (English, one thread) reads the truth's text blocks of the
+     source page (cached by the page's and truth's hash in --cache) and of
+     each rendering (see read_text); CER, worst picture PSNR
      and detection recall/precision are computed as metrics.py describes.
      CER is shown only for pages whose truth has text.
 Prints one Markdown table (and writes it to OUT/table.md, every figure to
@@ -39,6 +40,7 @@ import shlex
 import subprocess
 import tempfile
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 import numpy as np
 from PIL import Image, ImageDraw
@@ -80,14 +82,26 @@ def detect_args(args, detect_opts, all_opts):
     return out
 
 
-def read_text(image_path):
-    return run(["tesseract", image_path, "-", "--dpi", "300", "-l", "eng"], env=OCR_ENV)[1].stdout.decode()
-
-
-def read_array(arr, tmp):
-    path = os.path.join(tmp, "ocr.png")
-    Image.fromarray(arr).save(path, compress_level=1)
-    return read_text(path)
+def read_text(arr, truth, tmp):
+    """tesseract's reading of the truth's text blocks, in their order, each
+    cropped (in gray, with a white margin) from the page with the picture
+    boxes blanked. Reading block by block fixes the reading order, which a
+    whole-page reading may change between two renderings of the same page;
+    what OCR makes of a photograph would only add noise (a screenshot's
+    small text is judged by PSNR)."""
+    img = Image.fromarray(arr).convert("L")
+    for x, y, w, h in (p["box"] for p in truth["pictures"]):
+        img.paste(255, (x, y, x + w, y + h))
+    paths = []
+    for i, (x, y, w, h) in enumerate(truth["text"]):
+        crop = Image.new("L", (w + 60, h + 60), 255)
+        crop.paste(img.crop((x, y, x + w, y + h)), (30, 30))
+        paths.append(os.path.join(tmp, f"block{i}.png"))
+        crop.save(paths[-1], compress_level=1)
+    listing = os.path.join(tmp, "blocks.txt")
+    with open(listing, "w") as f:
+        f.write("\n".join(paths) + "\n")
+    return run(["tesseract", listing, "-", "--dpi", "300", "-l", "eng"], env=OCR_ENV)[1].stdout.decode()
 
 
 def fit(img, size, gray):
@@ -134,21 +148,24 @@ def jpeg_at(src, dpi, budget):
 
 def djvu_at(src, budget, tmp):
     """(bytes, decoded) of a one-layer c44 page within budget, or None.
-    c44 -size stops at slice boundaries, so the target is bisected."""
+    c44 -size stops at slice boundaries, so the target is bisected (from
+    half the budget, to within 2 %)."""
     gray = src.ndim == 2
     pnm, djvu = os.path.join(tmp, "page.pnm"), os.path.join(tmp, "page.djvu")
     Image.fromarray(src).save(pnm, "PPM")
-    lo, hi, best = 100, budget, None
-    while hi - lo > max(256, budget // 100):
-        target = (lo + hi) // 2
+    lo, hi, best = budget // 2, budget, None
+    while best is None or hi - lo > budget // 50:
+        target = (lo + hi) // 2 if best is not None or lo > 100 else lo
         run(["c44", "-dpi", "300", "-size", str(target), pnm, djvu])
         if os.path.getsize(djvu) <= budget:
             lo, best = target, os.path.getsize(djvu)
             os.replace(djvu, djvu + ".best")
+        elif target <= 100:
+            return None
         else:
             hi = target
-    if best is None:
-        return None
+            if best is None:
+                lo = max(100, lo // 2)
     out = os.path.join(tmp, "djvu.pnm")
     h, w = src.shape[:2]
     run(["ddjvu", "-format=" + ("pgm" if gray else "ppm"), f"-size={w}x{h}", djvu + ".best", out])
@@ -156,16 +173,19 @@ def djvu_at(src, budget, tmp):
 
 
 def judge(src, arr, truth, src_text, tmp):
-    """(CER or None, worst picture PSNR or None, whole-page PSNR)."""
+    """(CER or None, worst picture PSNR or None, whole-page PSNR or None);
+    the whole page only counts on pages with neither text nor pictures."""
     boxes = [p["box"] for p in truth["pictures"]]
-    c = metrics.cer(src_text, read_array(arr, tmp)) if truth["text"] else None
-    return c, metrics.worst_box_psnr(src, arr, boxes), metrics.psnr(src, arr)
+    with tempfile.TemporaryDirectory(dir=tmp) as own:
+        c = metrics.cer(src_text, read_text(arr, truth, own)) if truth["text"] else None
+    whole = None if truth["text"] or boxes else metrics.psnr(src, arr)
+    return c, metrics.worst_box_psnr(src, arr, boxes), whole
 
 
 def rank(result):
     """Sort key of a candidate (CER, worst PSNR, page PSNR): smaller is better."""
     c, worst, whole = result
-    return (c if c is not None else 0, -(worst if worst is not None else whole))
+    return (c or 0, -(worst if worst is not None else whole or 0))
 
 
 def overlay(src, truth_boxes, found_boxes, path):
@@ -194,27 +214,27 @@ def evaluate_page(truth, pages, out, tavrin, args, dargs, cache):
     row["areas"] = metrics.detection_areas([p["box"] for p in truth["pictures"]], found)
     overlay(src, [p["box"] for p in truth["pictures"]], found, os.path.join(out, name + "-boxes.png"))
 
-    with tempfile.TemporaryDirectory(dir=out) as tmp:
-        key = hashlib.sha256(open(page_path, "rb").read()).hexdigest()[:20]
+    with tempfile.TemporaryDirectory(dir=out) as tmp, ThreadPoolExecutor(2) as pool:
+        key = hashlib.sha256(open(page_path, "rb").read() + json.dumps(truth).encode()).hexdigest()[:20]
         cached = os.path.join(cache, key + ".txt")
         if truth["text"] and not os.path.exists(cached):
             with open(cached, "w") as f:
-                f.write(read_text(page_path))
+                f.write(read_text(src, truth, tmp))
         src_text = open(cached).read() if truth["text"] else ""
+        judged = lambda arr: pool.submit(judge, src, arr, truth, src_text, tmp)
+        djvu = pool.submit(djvu_at, src, row["bytes"], tmp)
         render = os.path.join(out, name + "-render.png")
         run(["mutool", "draw", "-q", "-r", "300", "-c", "gray" if gray else "rgb", "-o", render, pdf])
-        row["tavrin"] = judge(src, fit(Image.open(render), size, gray), truth, src_text, tmp)
+        mine = judged(fit(Image.open(render), size, gray))
         row["share"] = row["bytes"] / one_jpeg_pdf_bytes(src, tmp)
-        candidates = []
-        for dpi in (300, 150, 100):
-            got = jpeg_at(src, dpi, row["bytes"])
-            if got:
-                result = judge(src, got[2], truth, src_text, tmp)
-                candidates.append((rank(result), result, f"{dpi} dpi q{got[0]}"))
-        best = min(candidates, default=None, key=lambda c: c[0])
+        jpegs = [(f"{dpi} dpi q{got[0]}", judged(got[2]))
+                 for dpi in (300, 150, 100) if (got := jpeg_at(src, dpi, row["bytes"]))]
+        got = djvu.result()
+        djvu = judged(got[1]) if got else None
+        row["tavrin"] = mine.result()
+        best = min(((rank(j.result()), j.result(), label) for label, j in jpegs), default=None)
         row["jpeg"], row["jpeg_used"] = (best[1], best[2]) if best else (None, "none fits")
-        got = djvu_at(src, row["bytes"], tmp)
-        row["djvu"] = judge(src, got[1], truth, src_text, tmp) if got else None
+        row["djvu"] = djvu.result() if djvu else None
     return row
 
 

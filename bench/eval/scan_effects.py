@@ -61,7 +61,8 @@ def dust(page, rng, specks=900, blobs=6, hairs=2):
 
 def show_through(page, back, strength=0.035):
     """The mirrored print of the sheet's back shining faintly through."""
-    ghost = back.convert("L").transpose(Image.FLIP_LEFT_RIGHT).filter(ImageFilter.GaussianBlur(2.5))
+    ghost = back.convert("L").resize(page.size).transpose(Image.FLIP_LEFT_RIGHT)
+    ghost = ghost.filter(ImageFilter.GaussianBlur(2.5))
     g = 1 - strength * (1 - np.asarray(ghost, np.float32) / 255.0)
     a = np.asarray(page, np.float32)
     return Image.fromarray(np.clip(a * (g if a.ndim == 2 else g[..., None]), 0, 255).astype(np.uint8))
@@ -74,7 +75,7 @@ def smooth_field(rng, w, h, cell, amplitude):
     return 1 + amplitude * np.asarray(img)[cell:cell + h, cell:cell + w]
 
 
-def scan(page, rng, gray, blur=0.75, noise=1.8, paper=(247, 244, 236), texture=0.012,
+def scan(page, rng, gray, blur=0.75, noise=1.8, paper=(247, 244, 236), texture=0.009,
          light=None):
     """Returns the scanned page (PIL, 'L' if gray else 'RGB').
 
