@@ -18,7 +18,10 @@ printed picture; on the skewed page the hull of the turned box.
 
 Deterministic: one seed per set, and every page draws from its own
 generator seeded from it, so the same bytes come out on every run.
-Sources and licences: SOURCES.md.
+truth-main.json and truth-holdout.json beside this script are copies of
+the truth it writes, so that a change of layout shows in review; the
+preview-*.jpg show a page and a detail of the halftone. Sources and
+licences: SOURCES.md.
 """
 import argparse
 import json
@@ -88,12 +91,15 @@ def tinted_box(page, box, tint, heading, prose, body, head, head_fill):
 
 # --- the kinds of page -------------------------------------------------------
 
+def start(name, v, kind, gray, head_font, head_plus):
+    """A blank page, its prose stream, and body and heading fonts."""
+    page = Page(name, v.get("size", A4), kind, gray=gray)
+    return page, Prose(v["prose"], v["start"]), font(v["body"], v["pt"]), font(head_font, v["pt"] + head_plus)
+
 def magazine(name, rng, v):
     """Title, a wide photograph over the columns, two more photographs in the
     columns, justified text."""
-    page = Page(name, A4, "magazine", gray=False)
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font("DejaVuSans-Bold.ttf", v["pt"] + 2)
+    page, prose, body, head = start(name, v, "magazine", False, "DejaVuSans-Bold.ttf", 2)
     x0, x1 = 200, A4[0] - 200
     titles, subtitles = prose.titles()
     running_head(page, x0, x1, "WEEKEND MAGAZINE", 14, font("DejaVuSans.ttf", 8))
@@ -128,10 +134,8 @@ def portrait(name, rng, v):
 
 def inset(name, rng, v):
     """Two text columns, a photograph inset in one of them."""
-    page = Page(name, v["size"], "inset", gray=True)
+    page, prose, body, head = start(name, v, "inset", True, "DejaVuSans-Bold.ttf", 1)
     w, h = page.size
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font("DejaVuSans-Bold.ttf", v["pt"] + 1)
     x0, x1 = 230, w - 230
     running_head(page, x0, x1, "CHAPTER THREE", 41, font("DejaVuSerif-Italic.ttf", 8.5))
     xs, cw = columns(x0, x1, 2, 90)
@@ -151,11 +155,9 @@ def inset(name, rng, v):
 def newsletter(name, rng, v):
     """A coloured masthead band, coloured headings, tinted boxes, an optional
     photograph (the night-sky newsletter's is dark and low in texture)."""
-    page = Page(name, v["size"], "newsletter", gray=v.get("gray", False))
+    page, prose, body, head = start(name, v, "newsletter", v.get("gray", False), "FreeSansBold.ttf", 3)
     w, h = page.size
-    prose = Prose(v["prose"], v["start"])
     accent = v["accent"]
-    body, head = font(v["body"], v["pt"]), font("FreeSansBold.ttf", v["pt"] + 3)
     x0, x1 = 190, w - 190
     page.draw.rectangle((0, 0, w, 420), fill=accent)
     page.line((x0, 120), v["masthead"], font("FreeSansBold.ttf", 40), fill="white")
@@ -197,9 +199,7 @@ def poster(name, rng, v):
 
 def halftone_page(name, rng, v):
     """A printed halftone photograph (a real dot screen) in a text page."""
-    page = Page(name, A4, "halftone", gray=not v["colour"])
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font("DejaVuSerifCondensed-Bold.ttf", v["pt"] + 1)
+    page, prose, body, head = start(name, v, "halftone", not v["colour"], "DejaVuSerifCondensed-Bold.ttf", 1)
     x0, x1 = 220, A4[0] - 220
     titles, subtitles = prose.titles()
     y = title_block(page, x0, 230, x1 - x0, titles[0], None, font("DejaVuSerif-Bold.ttf", 24), None)
@@ -216,10 +216,8 @@ def halftone_page(name, rng, v):
 
 def line_art(name, rng, v):
     """Drawings and a chart with text around them."""
-    page = Page(name, v["size"], "line-art", gray=v["gray"])
+    page, prose, body, head = start(name, v, "line-art", v["gray"], "LiberationSans-Bold.ttf", 2)
     w, h = page.size
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font("LiberationSans-Bold.ttf", v["pt"] + 2)
     x0, x1 = 210, w - 210
     titles, subtitles = prose.titles()
     y = title_block(page, x0, 220, x1 - x0, titles[0], subtitles[0], font("LiberationSans-Bold.ttf", 24),
@@ -247,10 +245,8 @@ def line_art(name, rng, v):
 
 def table_photo(name, rng, v):
     """Text, then a ruled table with tinted cells beside a photograph."""
-    page = Page(name, v["size"], "table", gray=v["gray"])
+    page, prose, body, head = start(name, v, "table", v["gray"], "DejaVuSans-Bold.ttf", 1)
     w, h = page.size
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font("DejaVuSans-Bold.ttf", v["pt"] + 1)
     x0, x1 = 210, w - 210
     xs, cw = columns(x0, x1, 2, 90)
     running_head(page, x0, x1, v["head"], 7, font("DejaVuSans.ttf", 8))
@@ -268,10 +264,8 @@ def table_photo(name, rng, v):
 
 def screenshots(name, rng, v):
     """A manual page: a wide window screenshot, text, a smaller dialog."""
-    page = Page(name, v["size"], "screenshots", gray=False)
+    page, prose, body, head = start(name, v, "screenshots", False, "LiberationSans-Bold.ttf", 2)
     w, h = page.size
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font("LiberationSans-Bold.ttf", v["pt"] + 2)
     x0, x1 = 220, w - 220
     running_head(page, x0, x1, "USER GUIDE", 52, font("LiberationSans-Regular.ttf", 8))
     page.line((x0, 240), v["title"], font("LiberationSans-Bold.ttf", 18))
@@ -290,10 +284,8 @@ def screenshots(name, rng, v):
 
 def text_only(name, rng, v):
     """Running text in columns and nothing else."""
-    page = Page(name, v["size"], "text", gray=True)
+    page, prose, body, head = start(name, v, "text", True, v["head"], 1)
     w, h = page.size
-    prose = Prose(v["prose"], v["start"])
-    body, head = font(v["body"], v["pt"]), font(v["head"], v["pt"] + 1)
     x0, x1 = 230, w - 230
     running_head(page, x0, x1, v["running"], 88, font(v["body"], 8))
     xs, cw = columns(x0, x1, v["cols"], 90)

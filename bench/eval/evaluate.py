@@ -232,7 +232,8 @@ def evaluate_page(truth, pages, out, tavrin, args, dargs, cache):
         got = djvu.result()
         djvu = judged(got[1]) if got else None
         row["tavrin"] = mine.result()
-        best = min(((rank(j.result()), j.result(), label) for label, j in jpegs), default=None)
+        best = min(((rank(j.result()), j.result(), label) for label, j in jpegs), default=None,
+                   key=lambda c: c[0])
         row["jpeg"], row["jpeg_used"] = (best[1], best[2]) if best else (None, "none fits")
         row["djvu"] = djvu.result() if djvu else None
     return row
