@@ -199,11 +199,12 @@ int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uin
     uint32_t* T = reinterpret_cast<uint32_t*>(tableArea);
     uint16_t* prov = reinterpret_cast<uint16_t*>(provArea);
 
-    // One entry past N is initialised as well (while it fits the region):
-    // a 1 x 1 foreground image hands out label 1 = N, whose entry the
-    // resolution reads.
-    const int64_t tableEntries = std::min<int64_t>(n + 1, TAVRIN_DETECT_EQUIV_LIMIT / 4);
-    for (int64_t i = 0; i < tableEntries; ++i) T[i] = static_cast<uint32_t>(i);
+    // Provisional labels stay below N, except on a one-pixel plane: its
+    // pixel gets label 1 = N, whose entry the resolution reads. Only there
+    // is the entry past the table initialised; every other call leaves that
+    // byte of the work buffer as it was.
+    for (int64_t i = 0; i < n; ++i) T[i] = static_cast<uint32_t>(i);
+    if (n == 1) T[1] = 1;
     std::fill(prov, prov + n, uint16_t{0});
     std::fill(labelPlane->pucImage, labelPlane->pucImage + n, uint8_t{0});
 
