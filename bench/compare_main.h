@@ -1,0 +1,108 @@
+// Side-by-side comparisons: each benchmark is named "comparison/contender";
+// contenders whose name starts with "ours" are ours, the others the peers.
+// All repetitions of all contenders run interleaved in random order in one
+// process (by default 15 repetitions of at least 0.2 s each), each is
+// summarised by its best repetition, and the program ends with the ratios
+// of the best times, ours / other, of every comparison (below 1: ours
+// faster; between two of ours, e.g. serial / parallel, the speed-up).
+// Include this header in exactly one file per program; it defines main().
+#ifndef TAVRIN_BENCH_COMPARE_MAIN_H
+#define TAVRIN_BENCH_COMPARE_MAIN_H
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace bench_compare {
+
+// Registers one contender, timed in wall-clock milliseconds with the extra
+// statistic "best" (the fastest repetition).
+template <typename Fn>
+benchmark::internal::Benchmark* contender(const std::string& comparison, const std::string& who,
+                                          Fn fn) {
+    return benchmark::RegisterBenchmark((comparison + "/" + who).c_str(), fn)
+        ->ComputeStatistics("best",
+                            [](const std::vector<double>& v) {
+                                return *std::min_element(v.begin(), v.end());
+                            })
+        ->Unit(benchmark::kMillisecond)
+        ->UseRealTime();
+}
+
+// Console output as usual; the "best" aggregates are kept for the table.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& r : runs) {
+            if (r.run_type != Run::RT_Aggregate || r.aggregate_name != "best") continue;
+            const std::string name = r.run_name.function_name;
+            const size_t slash = name.find('/');
+            if (slash == std::string::npos) continue;
+            best_[name.substr(0, slash)].emplace_back(name.substr(slash + 1),
+                                                      r.GetAdjustedRealTime());
+        }
+    }
+    void Finalize() override {
+        ConsoleReporter::Finalize();
+        std::printf("\n%-28s %-22s %-22s %10s %10s %8s\n", "comparison", "ours", "peer",
+                    "ours ms", "peer ms", "ratio");
+        for (const auto& [comparison, entries] : best_)
+            for (const auto& [ours, oursTime] : entries) {
+                if (ours.rfind("ours", 0) != 0) continue;
+                for (const auto& [peer, peerTime] : entries)
+                    if (peer != ours)
+                        std::printf("%-28s %-22s %-22s %10.3f %10.3f %7.2fx\n", comparison.c_str(),
+                                    ours.c_str(), peer.c_str(), oursTime, peerTime,
+                                    oursTime / peerTime);
+            }
+        std::fflush(stdout);
+    }
+
+private:
+    std::map<std::string, std::vector<std::pair<std::string, double>>> best_;
+};
+
+// Adds the defaults unless the command line sets them.
+inline std::vector<char*> withDefaults(int argc, char** argv) {
+    static char reps[] = "--benchmark_repetitions=15";
+    static char shuffle[] = "--benchmark_enable_random_interleaving=true";
+    static char minTime[] = "--benchmark_min_time=0.2";
+    static char aggregates[] = "--benchmark_display_aggregates_only=true";
+    std::vector<char*> args(argv, argv + argc);
+    auto given = [&](const char* flag) {
+        for (int i = 1; i < argc; ++i)
+            if (std::strncmp(argv[i], flag, std::strlen(flag)) == 0) return true;
+        return false;
+    };
+    if (!given("--benchmark_repetitions")) args.push_back(reps);
+    if (!given("--benchmark_enable_random_interleaving")) args.push_back(shuffle);
+    if (!given("--benchmark_min_time")) args.push_back(minTime);
+    if (!given("--benchmark_display_aggregates_only")) args.push_back(aggregates);
+    return args;
+}
+
+}  // namespace bench_compare
+
+// Each program defines registerContenders() to register its benchmarks.
+void registerContenders();
+
+int main(int argc, char** argv) {
+    std::vector<char*> args = bench_compare::withDefaults(argc, argv);
+    int n = static_cast<int>(args.size());
+    benchmark::Initialize(&n, args.data());
+    if (benchmark::ReportUnrecognizedArguments(n, args.data())) return 1;
+    registerContenders();
+    bench_compare::RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}
+
+#endif
