@@ -54,11 +54,11 @@ void dumpLabelTable(char* dir, const PictLabel* table, int k) {
     std::fclose(fp);
 }
 
-}  // namespace
-
-int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWidth, int iHeight,
-               char* pcDumpDir) {
-    uint32_t* const T = puiTable;
+// The provisional pass of init_label without its dump. With zeroRest, a
+// failing pass also clears the provisional labels of the pixels it did not
+// reach, as if the plane had been cleared before (entLabeling's step).
+int provisionalPass(const uint8_t* pucMask, uint16_t* pusProv, uint32_t* T, int iWidth, int iHeight,
+                    bool zeroRest) {
     uint32_t count = 0;
     for (int y = 0; y < iHeight; ++y) {
         const uint8_t* row = pucMask + static_cast<size_t>(y) * iWidth;
@@ -66,6 +66,13 @@ int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWid
         uint16_t* lab = pusProv + static_cast<size_t>(y) * iWidth;
         const uint16_t* labUp = y > 0 ? lab - iWidth : nullptr;
         for (int x = 0; x < iWidth; ++x) {
+            // Masks are mostly background: eight clear bytes at a time.
+            uint64_t eight;
+            while (x + 8 <= iWidth && (std::memcpy(&eight, row + x, 8), eight == 0)) {
+                std::fill_n(lab + x, 8, uint16_t{0});
+                x += 8;
+            }
+            if (x >= iWidth) break;
             if (row[x] == 0) {
                 lab[x] = 0;
                 continue;
@@ -106,7 +113,14 @@ int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWid
                 lab[x] = static_cast<uint16_t>(m);
                 cur = m;
             } else {
-                if (fresh > kMaxProvisional) return -static_cast<int>(fresh);
+                if (fresh > kMaxProvisional) {
+                    if (zeroRest) {
+                        const size_t at = static_cast<size_t>(y) * iWidth + x;
+                        const size_t n = static_cast<size_t>(iWidth) * iHeight;
+                        std::fill(pusProv + at, pusProv + n, uint16_t{0});
+                    }
+                    return -static_cast<int>(fresh);
+                }
                 lab[x] = static_cast<uint16_t>(fresh);
                 count = fresh;
                 continue;
@@ -121,12 +135,23 @@ int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWid
         }
     }
 
-    if (FILE* fp = tavrin_detect::openDumpFile(pcDumpDir, "init_table.txt")) {
-        for (uint32_t l = 1; l <= count; ++l)
-            std::fprintf(fp, "%d,%d\n", static_cast<int>(l), static_cast<int>(T[l]));
+    return static_cast<int>(count);
+}
+
+void dumpInitTable(char* dir, const uint32_t* T, int count) {
+    if (FILE* fp = tavrin_detect::openDumpFile(dir, "init_table.txt")) {
+        for (int l = 1; l <= count; ++l) std::fprintf(fp, "%d,%d\n", l, static_cast<int>(T[l]));
         std::fclose(fp);
     }
-    return static_cast<int>(count);
+}
+
+}  // namespace
+
+int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWidth, int iHeight,
+               char* pcDumpDir) {
+    const int count = provisionalPass(pucMask, pusProv, puiTable, iWidth, iHeight, false);
+    if (count >= 0) dumpInitTable(pcDumpDir, puiTable, count);
+    return count;
 }
 
 int CorrelationTableGeneration(uint32_t* puiTable, uint32_t* puiCorr, int n, char* pcDumpDir) {
@@ -165,6 +190,10 @@ int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uin
         for (int x = 0; x < iWidth;) {
             const uint16_t l = prov[x];
             int end = x + 1;
+            // Runs are long: four labels at a time while all four match.
+            uint64_t four;
+            const uint64_t same = 0x0001000100010001ull * l;
+            while (end + 4 <= iWidth && (std::memcpy(&four, prov + end, 8), four == same)) end += 4;
             while (end < iWidth && prov[end] == l) ++end;
             const uint32_t f = puiCorr[l];
             std::memset(out + x, static_cast<uint8_t>(f), static_cast<size_t>(end - x));  // 300 -> 44
@@ -205,25 +234,33 @@ int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uin
     // byte of the work buffer as it was.
     for (int64_t i = 0; i < n; ++i) T[i] = static_cast<uint32_t>(i);
     if (n == 1) T[1] = 1;
-    std::fill(prov, prov + n, uint16_t{0});
-    std::fill(labelPlane->pucImage, labelPlane->pucImage + n, uint8_t{0});
 
-    const int provisional = init_label(mask->pucImage, prov, T, width, height, pcDumpDir);
-    if (provisional < 0) return kFailure;
+    // The provisional and label planes start cleared. The provisional pass
+    // writes every provisional label (and clears the rest when it fails) and
+    // the final pass every byte of the label plane, so the label plane is
+    // cleared only when a failure stops the call before that pass.
+    uint8_t* const labels = labelPlane->pucImage;
+    auto fail = [&] {
+        std::fill(labels, labels + n, uint8_t{0});
+        return kFailure;
+    };
+    const int provisional = provisionalPass(mask->pucImage, prov, T, width, height, true);
+    if (provisional < 0) return fail();
+    dumpInitTable(pcDumpDir, T, provisional);
 
     uint8_t* corrArea = TavrinApp_MemAlloc(pucWorkBuf, (provisional + 1) * 4,
                                            static_cast<int>(TAVRIN_DETECT_CORR_LIMIT),
                                            static_cast<int>(TAVRIN_DETECT_CORR_OFFSET));
-    if (corrArea == nullptr) return kFailure;  // 8192 provisional labels
+    if (corrArea == nullptr) return fail();  // 8192 provisional labels
     uint32_t* corr = reinterpret_cast<uint32_t*>(corrArea);
     for (int l = 0; l <= provisional; ++l) corr[l] = static_cast<uint32_t>(l);
 
     const int k = CorrelationTableGeneration(T, corr, provisional, pcDumpDir);
     // Taken as unsigned, a failure (-4097) exceeds the limit as well as 4096.
-    if (static_cast<unsigned>(k) > static_cast<unsigned>(kMaxAccepted)) return kFailure;
+    if (static_cast<unsigned>(k) > static_cast<unsigned>(kMaxAccepted)) return fail();
 
     for (int l = 0; l <= k; ++l) pstLabel[l] = PictLabel{0, kBoxInit, kBoxInit, 0, 0};
-    correct_label(pstLabel, prov, labelPlane->pucImage, corr, width, height);
+    correct_label(pstLabel, prov, labels, corr, width, height);
     dumpLabelTable(pcDumpDir, pstLabel, k);
     return k;
 }
