@@ -4,7 +4,9 @@
 // process (by default 15 repetitions of at least 0.2 s each), each is
 // summarised by its best repetition, and the program ends with the ratios
 // of the best times, ours / other, of every comparison (below 1: ours
-// faster; between two of ours, e.g. serial / parallel, the speed-up).
+// faster; between two of ours, e.g. serial / parallel, the speed-up), in
+// wall-clock time and in CPU time (summed over threads; on a shared
+// machine the steadier measure for single-threaded contenders).
 // Include this header in exactly one file per program; it defines main().
 #ifndef TAVRIN_BENCH_COMPARE_MAIN_H
 #define TAVRIN_BENCH_COMPARE_MAIN_H
@@ -16,7 +18,6 @@
 #include <cstring>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace bench_compare {
@@ -45,28 +46,33 @@ public:
             const std::string name = r.run_name.function_name;
             const size_t slash = name.find('/');
             if (slash == std::string::npos) continue;
-            best_[name.substr(0, slash)].emplace_back(name.substr(slash + 1),
-                                                      r.GetAdjustedRealTime());
+            best_[name.substr(0, slash)].push_back(
+                Best{name.substr(slash + 1), r.GetAdjustedRealTime(), r.GetAdjustedCPUTime()});
         }
     }
     void Finalize() override {
         ConsoleReporter::Finalize();
-        std::printf("\n%-28s %-22s %-22s %10s %10s %8s\n", "comparison", "ours", "peer",
-                    "ours ms", "peer ms", "ratio");
+        std::printf("\n%-12s %-20s %-20s %9s %9s %7s %9s %9s %7s\n", "comparison", "ours", "other",
+                    "ours ms", "other ms", "ratio", "ours cpu", "other cpu", "ratio");
         for (const auto& [comparison, entries] : best_)
-            for (const auto& [ours, oursTime] : entries) {
-                if (ours.rfind("ours", 0) != 0) continue;
-                for (const auto& [peer, peerTime] : entries)
-                    if (peer != ours)
-                        std::printf("%-28s %-22s %-22s %10.3f %10.3f %7.2fx\n", comparison.c_str(),
-                                    ours.c_str(), peer.c_str(), oursTime, peerTime,
-                                    oursTime / peerTime);
+            for (const Best& ours : entries) {
+                if (ours.who.rfind("ours", 0) != 0) continue;
+                for (const Best& other : entries)
+                    if (other.who != ours.who)
+                        std::printf("%-12s %-20s %-20s %9.3f %9.3f %6.2fx %9.3f %9.3f %6.2fx\n",
+                                    comparison.c_str(), ours.who.c_str(), other.who.c_str(),
+                                    ours.real, other.real, ours.real / other.real, ours.cpu,
+                                    other.cpu, ours.cpu / other.cpu);
             }
         std::fflush(stdout);
     }
 
 private:
-    std::map<std::string, std::vector<std::pair<std::string, double>>> best_;
+    struct Best {
+        std::string who;
+        double real, cpu;  // best repetition, ms of wall clock and of CPU (all threads)
+    };
+    std::map<std::string, std::vector<Best>> best_;
 };
 
 // Adds the defaults unless the command line sets them.

@@ -2,6 +2,9 @@
 # Installs the Debian 12 packages that building, testing and running
 # libTavrinCommon need, and only those that are missing. Runs as root, or
 # through sudo when it is there.
+#   bash scripts/deps.sh          the packages of every build, test and run
+#   bash scripts/deps.sh bench    also the peers the benchmarks compare with
+# Other arguments (make targets passed on by make.sh) add nothing.
 set -eu
 
 packages=(
@@ -18,6 +21,17 @@ packages=(
   # its end-to-end tests render PDFs with two independent readers
   mupdf-tools ghostscript
 )
+
+# bench: the libraries and programs that bench/ sets ours against (never
+# linked into the library or the program), hyperfine for whole processes,
+# matplotlib for the scaling plot, valgrind for instruction counts.
+bench_packages=(
+  libopencv-imgproc-dev libleptonica-dev leptonica-progs img2pdf
+  hyperfine python3-matplotlib valgrind
+)
+for group in "$@"; do
+  [ "$group" = bench ] && packages+=("${bench_packages[@]}")
+done
 
 missing=()
 for p in "${packages[@]}"; do
