@@ -77,6 +77,22 @@ int provisionalPass(const uint8_t* pucMask, uint16_t* pusProv, uint32_t* T, int 
                 lab[x] = 0;
                 continue;
             }
+            // Inside a region (all four neighbours present, one label above)
+            // the steps below reduce to: t = T[T[u]] against the left label.
+            if (up != nullptr && x > 0 && x + 1 < iWidth && row[x - 1] != 0 && up[x - 1] != 0 &&
+                up[x] != 0 && up[x + 1] != 0 && labUp[x - 1] == labUp[x] &&
+                labUp[x + 1] == labUp[x]) {
+                const uint32_t left = lab[x - 1];
+                const uint32_t t = T[T[labUp[x]]];
+                if (t <= left) {
+                    lab[x] = static_cast<uint16_t>(t);
+                    if (t < left) T[left] = t;
+                } else {
+                    lab[x] = static_cast<uint16_t>(left);
+                    T[T[labUp[x]]] = left;
+                }
+                continue;
+            }
             const bool hasL = x > 0 && row[x - 1] != 0;
             const bool hasU = up != nullptr && up[x] != 0;
             const bool hasUL = up != nullptr && x > 0 && up[x - 1] != 0;
@@ -232,7 +248,8 @@ int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uin
     // pixel gets label 1 = N, whose entry the resolution reads. Only there
     // is the entry past the table initialised; every other call leaves that
     // byte of the work buffer as it was.
-    for (int64_t i = 0; i < n; ++i) T[i] = static_cast<uint32_t>(i);
+    const uint32_t entries = static_cast<uint32_t>(n);  // n fits the region, so 32 bits
+    for (uint32_t i = 0; i < entries; ++i) T[i] = i;
     if (n == 1) T[1] = 1;
 
     // The provisional and label planes start cleared. The provisional pass

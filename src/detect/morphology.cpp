@@ -169,12 +169,12 @@ int remove_SoloPoint(ImgTavrin plane) {
         const uint8_t* a = b - stride;
         const uint8_t* c = b + stride;
         for (int x = 1; x < width - 1; ++x) {
-            // Masks are mostly 0: skip eight clear bytes at a time.
-            if (x + 8 <= width - 1) {
-                uint64_t eight;
-                std::memcpy(&eight, b + x, sizeof eight);
-                if (eight == 0) {
-                    x += 7;
+            // Masks are mostly 0: skip sixteen clear bytes at a time.
+            if (x + 16 <= width - 1) {
+                uint64_t sixteen[2];
+                std::memcpy(sixteen, b + x, sizeof sixteen);
+                if ((sixteen[0] | sixteen[1]) == 0) {
+                    x += 15;
                     continue;
                 }
             }
