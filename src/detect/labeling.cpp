@@ -66,13 +66,18 @@ int provisionalPass(const uint8_t* pucMask, uint16_t* pusProv, uint32_t* T, int 
         uint16_t* lab = pusProv + static_cast<size_t>(y) * iWidth;
         const uint16_t* labUp = y > 0 ? lab - iWidth : nullptr;
         for (int x = 0; x < iWidth; ++x) {
-            // Masks are mostly background: eight clear bytes at a time.
-            uint64_t eight;
-            while (x + 8 <= iWidth && (std::memcpy(&eight, row + x, 8), eight == 0)) {
-                std::fill_n(lab + x, 8, uint16_t{0});
-                x += 8;
+            // Masks are mostly background: a run of clear bytes, found eight
+            // at a time, gets its zero labels at once.
+            int clear = x;
+            for (uint64_t eight; clear + 8 <= iWidth; clear += 8) {
+                std::memcpy(&eight, row + clear, 8);
+                if (eight != 0) break;
             }
-            if (x >= iWidth) break;
+            if (clear > x) {
+                std::memset(lab + x, 0, sizeof(uint16_t) * static_cast<size_t>(clear - x));
+                x = clear;
+                if (x >= iWidth) break;
+            }
             if (row[x] == 0) {
                 lab[x] = 0;
                 continue;
@@ -83,13 +88,22 @@ int provisionalPass(const uint8_t* pucMask, uint16_t* pusProv, uint32_t* T, int 
                 up[x] != 0 && up[x + 1] != 0 && labUp[x - 1] == labUp[x] &&
                 labUp[x + 1] == labUp[x]) {
                 const uint32_t left = lab[x - 1];
-                const uint32_t t = T[T[labUp[x]]];
-                if (t <= left) {
+                const uint16_t u = labUp[x];
+                const uint32_t t = T[T[u]];
+                if (t < left) {
                     lab[x] = static_cast<uint16_t>(t);
-                    if (t < left) T[left] = t;
-                } else {
+                    T[left] = t;
+                } else if (t > left) {
                     lab[x] = static_cast<uint16_t>(left);
-                    T[T[labUp[x]]] = left;
+                    T[T[u]] = left;
+                } else {
+                    // t = left changes nothing in the table, so the following
+                    // pixels of the run with u above (upper-right included)
+                    // take the same label.
+                    int end = x + 1;
+                    while (end + 1 < iWidth && row[end] != 0 && labUp[end + 1] == u) ++end;
+                    std::fill(lab + x, lab + end, static_cast<uint16_t>(t));
+                    x = end - 1;
                 }
                 continue;
             }
