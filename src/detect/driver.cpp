@@ -19,6 +19,7 @@
 
 #include "TavrinDetect.h"
 #include "detect/dump_file.h"
+#include "detect/labeling_passes.h"
 
 int illust_flag = 0;
 
@@ -155,17 +156,17 @@ int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavri
     if (maskedEntropy(&plane[kSmoothed], &plane[kHighAttr], &plane[kEntropy], parallel) != 0)
         throw kFilterFailed;
 
+    // High-entropy mask and, in the same pass, the candidate mask: with the
+    // P-attribute areas added (mode 1) or a copy of it.
     const uint8_t* entropy = plane[kEntropy].pucImage;
+    const uint8_t* grown = plane[kPAttrDilated2].pucImage;
     uint8_t* highEntropy = plane[kHighEntropy].pucImage;
-    for (size_t i = 0; i < n; ++i) highEntropy[i] = entropy[i] > kEntropyThreshold ? 1 : 0;
-
-    // Candidate mask, without the caller's tables.
-    if (attrMode == 1) {
-        const uint8_t* grown = plane[kPAttrDilated2].pucImage;
-        uint8_t* cand = plane[kCandidate].pucImage;
-        for (size_t i = 0; i < n; ++i) cand[i] = highEntropy[i] | grown[i];
-    } else {
-        copy_ImageTavrin(&plane[kHighEntropy], &plane[kCandidate], 1);
+    uint8_t* cand = plane[kCandidate].pucImage;
+    const uint8_t addGrown = attrMode == 1 ? 0xFF : 0;
+    for (size_t i = 0; i < n; ++i) {
+        const uint8_t high = entropy[i] > kEntropyThreshold ? 1 : 0;
+        highEntropy[i] = high;
+        cand[i] = high | (grown[i] & addGrown);
     }
     excludeTables(*tables, plane[kCandidate]);
 
@@ -177,9 +178,13 @@ int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavri
 
     // Label and replace accepted regions by their grown boxes until the
     // region count stops changing (or the passes run out).
+    // Every pass labels the same plane: the table entries that no earlier
+    // pass changed still hold their initial values.
     int previous = 0;
+    uint32_t identityFrom = 0;
     for (int64_t pass = 0; pass <= labelPassMax; ++pass) {
-        const int regions = entLabeling(labels, pict, &plane[kLabels], work, debugPath);
+        const int regions = tavrin::detect::labelAgain(labels, pict, &plane[kLabels], work,
+                                                       debugPath, identityFrom);
         if (regions < 0) throw labelPassStatus(pass);
         if (regions == previous) break;
         boudingBox(labels, regions, plane[kPAttrDilated2], plane[kHighAttrDilated], *pict, 1,

@@ -17,6 +17,7 @@
 
 #include "TavrinDetect.h"
 #include "detect/dump_file.h"
+#include "detect/labeling_passes.h"
 
 namespace {
 
@@ -220,10 +221,11 @@ int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uin
         for (int x = 0; x < iWidth;) {
             const uint16_t l = prov[x];
             int end = x + 1;
-            // Runs are long: four labels at a time while all four match.
-            uint64_t four;
+            // Runs are long: eight labels at a time while all eight match.
+            uint64_t eight[2];
             const uint64_t same = 0x0001000100010001ull * l;
-            while (end + 4 <= iWidth && (std::memcpy(&four, prov + end, 8), four == same)) end += 4;
+            while (end + 8 <= iWidth && (std::memcpy(eight, prov + end, 16), ((eight[0] ^ same) | (eight[1] ^ same)) == 0))
+                end += 8;
             while (end < iWidth && prov[end] == l) ++end;
             const uint32_t f = puiCorr[l];
             std::memset(out + x, static_cast<uint8_t>(f), static_cast<size_t>(end - x));  // 300 -> 44
@@ -241,6 +243,15 @@ int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uin
 
 int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uint8_t* pucWorkBuf,
                 char* pcDumpDir) {
+    uint32_t identityFrom = 0;
+    return tavrin::detect::labelAgain(pstLabel, mask, labelPlane, pucWorkBuf, pcDumpDir,
+                                      identityFrom);
+}
+
+int tavrin::detect::labelAgain(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane,
+                               uint8_t* pucWorkBuf, char* pcDumpDir, uint32_t& identityFrom) {
+    const uint32_t knownFrom = identityFrom;
+    identityFrom = 0;
     if (pstLabel == nullptr || mask == nullptr || labelPlane == nullptr || pucWorkBuf == nullptr)
         return kFailure;
     const int width = mask->usWidth;
@@ -263,7 +274,8 @@ int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uin
     // is the entry past the table initialised; every other call leaves that
     // byte of the work buffer as it was.
     const uint32_t entries = static_cast<uint32_t>(n);  // n fits the region, so 32 bits
-    for (uint32_t i = 0; i < entries; ++i) T[i] = i;
+    const uint32_t initialise = knownFrom > 0 && knownFrom < entries ? knownFrom : entries;
+    for (uint32_t i = 0; i < initialise; ++i) T[i] = i;
     if (n == 1) T[1] = 1;
 
     // The provisional and label planes start cleared. The provisional pass
@@ -293,5 +305,7 @@ int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uin
     for (int l = 0; l <= k; ++l) pstLabel[l] = PictLabel{0, kBoxInit, kBoxInit, 0, 0};
     correct_label(pstLabel, prov, labels, corr, width, height);
     dumpLabelTable(pcDumpDir, pstLabel, k);
+    // The passes wrote table entries up to the provisional labels only.
+    identityFrom = static_cast<uint32_t>(provisional) + 1;
     return k;
 }

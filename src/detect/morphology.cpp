@@ -164,20 +164,33 @@ int remove_SoloPoint(ImgTavrin plane) {
     // In place: a pixel is cleared only when all eight neighbours are 0, so
     // a cleared pixel was never a set neighbour of another candidate and the
     // scan order does not matter.
+    typedef uint8_t Vec __attribute__((vector_size(16)));
+    auto load = [](const uint8_t* p) {
+        Vec v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    };
     for (int y = 1; y < height - 1; ++y) {
         uint8_t* b = plane.pucImage + y * stride;
         const uint8_t* a = b - stride;
         const uint8_t* c = b + stride;
-        for (int x = 1; x < width - 1; ++x) {
-            // Masks are mostly 0: skip sixteen clear bytes at a time.
-            if (x + 16 <= width - 1) {
-                uint64_t sixteen[2];
-                std::memcpy(sixteen, b + x, sizeof sixteen);
-                if ((sixteen[0] | sixteen[1]) == 0) {
-                    x += 15;
-                    continue;
-                }
-            }
+        int x = 1;
+        // Sixteen pixels at a time while their neighbours lie in the row. A
+        // group is stored after the next group's loads, which read its last
+        // byte: a load that overlaps a store still in flight stalls.
+        Vec pending;
+        int pendingAt = 0;
+        for (; x + 17 <= width; x += 16) {
+            const Vec around = load(a + x - 1) | load(a + x) | load(a + x + 1) | load(b + x - 1) |
+                               load(b + x + 1) | load(c + x - 1) | load(c + x) | load(c + x + 1);
+            const Vec v = load(b + x);
+            const Vec lone = (v == 1) & (around == 0);  // all bits set where lone
+            if (pendingAt > 0) std::memcpy(b + pendingAt, &pending, sizeof pending);
+            pending = v & ~lone;
+            pendingAt = x;
+        }
+        if (pendingAt > 0) std::memcpy(b + pendingAt, &pending, sizeof pending);
+        for (; x < width - 1; ++x) {
             if (b[x] != 1) continue;
             const int around = a[x - 1] | a[x] | a[x + 1] | b[x - 1] | b[x + 1] | c[x - 1] |
                                c[x] | c[x + 1];
