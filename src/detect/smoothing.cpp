@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 
 #include "TavrinDetect.h"
 #include "detect/filter_bands.h"
@@ -106,9 +107,18 @@ tavrin::detect::EstimateTables estimateTables(const float* kernel, const float* 
                                               const Exponents* exponents) {
     tavrin::detect::EstimateTables tables{};
     tables.range = range;
+    // Base-2 exponents as floats, where they are finite floats at all.
     constexpr double kLog2e = 1.4426950408889634;
-    if (exponents != nullptr) tables.rangeExponent2 = static_cast<float>(exponents->range * kLog2e);
-    tables.gaussian = exponents != nullptr && std::isfinite(tables.rangeExponent2);
+    auto toFloat = [&tables](double exponent) {
+        const double base2 = exponent * kLog2e;
+        if (!(std::fabs(base2) <= std::numeric_limits<float>::max())) {
+            tables.gaussian = false;
+            return 0.0f;
+        }
+        return static_cast<float>(base2);
+    };
+    tables.gaussian = exponents != nullptr;
+    if (exponents != nullptr) tables.rangeExponent2 = toFloat(exponents->range);
     int t = 0;
     for (int dy = 0; dy < kSide; ++dy)
         for (int dx = 0; dx < kSide; ++dx) {
@@ -118,8 +128,7 @@ tavrin::detect::EstimateTables estimateTables(const float* kernel, const float* 
             tables.taps.weight[t] = kernel[dy * kSide + dx];
             if (exponents != nullptr) {
                 const int s = (dy - kRadius) * (dy - kRadius) + (dx - kRadius) * (dx - kRadius);
-                tables.taps.exponent2[t] = static_cast<float>(s * exponents->space * kLog2e);
-                tables.gaussian = tables.gaussian && std::isfinite(tables.taps.exponent2[t]);
+                tables.taps.exponent2[t] = toFloat(s * exponents->space);
             }
             ++t;
         }
