@@ -114,6 +114,23 @@ void sampleRow(const uint8_t* src, size_t available, int step, uint8_t* dst, int
     for (; j < n; ++j) dst[j] = src[static_cast<size_t>(step) * j];
 }
 
+// Sum of n bytes (sixteen at a time with SSE2's sum of absolute differences).
+uint64_t byteSum(const uint8_t* p, size_t n) {
+    uint64_t sum = 0;
+    size_t i = 0;
+#if defined(__SSE2__)
+    __m128i sums = _mm_setzero_si128();
+    for (; i + 16 <= n; i += 16)
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)),
+                                                _mm_setzero_si128()));
+    uint64_t halves[2];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(halves), sums);
+    sum = halves[0] + halves[1];
+#endif
+    for (; i < n; ++i) sum += p[i];
+    return sum;
+}
+
 void writePictCount(char* debugPath, int32_t covered, int32_t total) {
     FILE* fp = tavrin_detect::openDumpFile(debugPath, "pict_count.csv");
     if (fp == nullptr) return;
@@ -195,8 +212,7 @@ int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavri
     // Page decision on the covered share, in double. A NaN threshold fails
     // the comparison (result 0); an empty page has the share 0.
     const uint8_t* mask = pict->pucImage;
-    uint64_t covered = 0;
-    for (size_t i = 0; i < n; ++i) covered += mask[i];
+    const uint64_t covered = byteSum(mask, n);
     const double share = n > 0 ? static_cast<double>(covered) / static_cast<double>(n) : 0.0;
     const int result = share >= param->dPictPageRatio ? 1 : 0;
     param->iPictPixelNum = static_cast<int32_t>(covered);
