@@ -1,12 +1,13 @@
 // Side-by-side comparisons: each benchmark is named "comparison/contender";
 // contenders whose name starts with "ours" are ours, the others the peers.
 // All repetitions of all contenders run interleaved in random order in one
-// process (by default 15 repetitions of at least 0.2 s each), each is
-// summarised by its best repetition, and the program ends with the ratios
+// process (by default 100 repetitions of one run each: on a shared machine
+// the best single run is the one the others disturbed least, and a long
+// repetition always contains disturbances), each is summarised by its best
+// repetition, and the program ends with the ratios
 // of the best times, ours / other, of every comparison (below 1: ours
 // faster; between two of ours, e.g. serial / parallel, the speed-up), in
-// wall-clock time and in CPU time (summed over threads; on a shared
-// machine the steadier measure for single-threaded contenders).
+// wall-clock time and in CPU time of the calling thread.
 // Include this header in exactly one file per program; it defines main().
 #ifndef TAVRIN_BENCH_COMPARE_MAIN_H
 #define TAVRIN_BENCH_COMPARE_MAIN_H
@@ -70,16 +71,16 @@ public:
 private:
     struct Best {
         std::string who;
-        double real, cpu;  // best repetition, ms of wall clock and of CPU (all threads)
+        double real, cpu;  // best repetition, ms of wall clock and of the calling thread's CPU
     };
     std::map<std::string, std::vector<Best>> best_;
 };
 
 // Adds the defaults unless the command line sets them.
 inline std::vector<char*> withDefaults(int argc, char** argv) {
-    static char reps[] = "--benchmark_repetitions=15";
+    static char reps[] = "--benchmark_repetitions=100";
     static char shuffle[] = "--benchmark_enable_random_interleaving=true";
-    static char minTime[] = "--benchmark_min_time=0.2";
+    static char minTime[] = "--benchmark_min_time=0";
     static char aggregates[] = "--benchmark_display_aggregates_only=true";
     std::vector<char*> args(argv, argv + argc);
     auto given = [&](const char* flag) {
