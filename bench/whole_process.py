@@ -54,7 +54,9 @@ def main():
                "--export-json", report]
         for name, line in commands.items():
             cmd += ["--command-name", name, line]
-        subprocess.run(cmd, check=True, stdout=subprocess.DEVNULL)
+        run = subprocess.run(cmd, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        if run.returncode != 0:  # hyperfine's own warnings are shown only then
+            sys.exit(run.stderr)
         with open(report) as f:
             for result in json.load(f)["results"]:
                 times[result["command"]].extend(result["times"])
