@@ -204,17 +204,9 @@ Gray quarterOf(const Gray& page, int components) {
     return q;
 }
 
+// The tavrin program's defaults with the given sigmas.
 ST_PARAM_DETECT_PICT params(double space, double range) {
-    ST_PARAM_DETECT_PICT p{};
-    p.dSpaceSigma = space;
-    p.dRangeSigma = range;
-    p.iMinWidth = 16;
-    p.iMinHeight = 16;
-    p.iMinArea = 512;
-    p.dMinFillRatio = 0.2;
-    p.dMaxHighAttrRatio = 0.3;
-    p.dPictPageRatio = 0.05;
-    return p;
+    return ST_PARAM_DETECT_PICT{space, range, 16, 16, 512, 0.2, {}, 0.3, 0.05, 0};
 }
 
 }  // namespace
