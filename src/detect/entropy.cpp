@@ -2,7 +2,10 @@
 // gray-level differences between the block's centre and the unmasked pixels
 // of its 11x11 neighbourhood spread over nine difference classes, as a base-9
 // entropy scaled to 0..255 and written into the whole block.
-#include <algorithm>
+//
+// Blocks away from the row ends are counted with byte vectors
+// (entropy_count.cpp), the others here with clamped columns; the term of
+// each class comes from a table of every count and divisor a block can have.
 #include <cstddef>
 
 #include "TavrinDetect.h"

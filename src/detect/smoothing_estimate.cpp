@@ -14,11 +14,11 @@
 // evaluated within 3.6u (checked against exp2 in double for every float in
 // [-124, 0]; exponents below that weigh under 5e-38 either way), so w' is
 // within (2|t| + 5.6)u of w relatively; since e^t |t| <= 1/e, the 28 outer
-// taps shift the mean by at most 255 * (28 * 2u / e + 5.6u), under 4.1e-4. The float sums then add one rounding per tap (at most 29 in
-// a row), so numerator and denominator are each within 30u, and the mean in
-// double within 61u * 255.5 < 9.3e-4. In all, the estimate lies within
-// 1.4e-3 of m, and the long double sums of the exact computation within
-// 1e-15. Where mean + 0.5 is farther than kMargin (1/256) from an integer,
+// taps shift the mean by at most 255 * (28 * 2u / e + 5.6u), under 4.1e-4.
+// The float sums then add one rounding per tap (at most 29 in a row), so
+// numerator and denominator are each within 30u, and the mean in double
+// within 61u * 255.5 < 9.3e-4. In all, the estimate lies within 1.4e-3 of
+// m, and the long double sums of the exact computation within 1e-15. Where mean + 0.5 is farther than kMargin (1/256) from an integer,
 // both therefore round to the same value; the other pixels, under 1 % of
 // them, are left to the exact computation.
 #include "detect/smoothing_estimate.h"
