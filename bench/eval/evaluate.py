@@ -239,13 +239,13 @@ def evaluate_page(truth, pages, out, tavrin, args, dargs, cache):
     return row
 
 
-def fmt(v, spec, none="–"):
-    return none if v is None else format(v, spec)
+def fmt(v, form, none="–"):
+    return none if v is None else format(v, form)
 
 
-def trio(row, index, spec, scale=1.0):
+def trio(row, index, form, scale=1.0):
     vals = [row[k][index] if row.get(k) else None for k in ("tavrin", "jpeg", "djvu")]
-    return " / ".join(fmt(None if v is None else v * scale, spec) for v in vals)
+    return " / ".join(fmt(None if v is None else v * scale, form) for v in vals)
 
 
 def markdown(rows):
