@@ -2,11 +2,13 @@
 # included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
+#   make python install the Python module (with the library and the
+#               program) and run a batch of the sample pages
 # and `make check` for the sanitizer and i386 layout checks that CI adds.
 JOBS ?= 2
 BUILD ?= build
 
-.PHONY: deps build test check bench run clean
+.PHONY: deps build test check bench run python clean
 
 deps:
 	@bash scripts/deps.sh
@@ -32,6 +34,16 @@ run: build
 	@mkdir -p out
 	$(BUILD)/apps/tavrin/tavrin compress samples/sample-page.jpg -o out/sample.pdf --explain
 	$(BUILD)/apps/tavrin/tavrin detect samples/sample-page.jpg --overlay out/sample-overlay.png --json out/sample.json
+
+# The Python module, installed with the library and the program under PREFIX
+# (default /usr/local, where /usr/bin/python3 finds it), imported, and run
+# as `tavrin batch` on the bundled sample pages, written to out/batch/.
+PREFIX ?= /usr/local
+SUDO = $(shell test -w $(PREFIX) || command -v sudo)
+python: build
+	$(SUDO) cmake --install $(BUILD) --prefix $(PREFIX)
+	cd / && /usr/bin/python3 -c "import tavrin; print('import tavrin:', tavrin.__file__)"
+	$(PREFIX)/bin/tavrin batch 'samples/*-page.jpg' -o out/batch --json
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench out
