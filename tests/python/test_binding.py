@@ -30,6 +30,11 @@ def test_compress_gives_the_programs_bytes(tmp_path, options, words):
     assert tavrin.compress(pages, **options) == (tmp_path / "doc.pdf").read_bytes()
 
 
+def test_a_parameter_file_sets_what_options_set(tmp_path):
+    (tmp_path / "tuning.txt").write_text("quality = 40\nlevels = 1\n")
+    assert tavrin.compress([page()], params=tmp_path / "tuning.txt") == tavrin.compress([page()], quality=40, levels=1)
+
+
 def test_detect_reports_what_the_program_reports(tmp_path):
     p = page()
     program("detect", write_pnm(tmp_path / "p.ppm", p), "--dpi", 300, "--json", tmp_path / "p.json",

@@ -30,7 +30,10 @@ def words(options: Dict[str, Any]) -> List[str]:
             continue
         if isinstance(value, bool):
             value = "yes" if value else "no"
-        out.append(f"--{name.replace('_', '-')}={os.fspath(value) if isinstance(value, os.PathLike) else value}")
+        value = os.fspath(value) if isinstance(value, os.PathLike) else str(value)
+        # The parser reads a parameter file only from a separate word; every
+        # other value goes inline, where yes/no cannot be taken for a page.
+        out += ["--params", value] if name == "params" else [f"--{name.replace('_', '-')}={value}"]
     return out
 
 

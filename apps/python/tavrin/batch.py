@@ -250,7 +250,7 @@ def _takes_value(word: str) -> bool:
     try:
         _native.parse_options("compress", [word])
     except OptionError as e:
-        return str(e).endswith("missing value")
+        return ": missing " in str(e)  # "--quality: missing value", "--params: missing file name"
     return False
 
 
