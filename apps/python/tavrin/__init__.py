@@ -39,7 +39,7 @@ __all__ = ["detect", "compress", "mmr", "jpeg", "flate", "version", "Detection",
            "Error", "OptionError", "LibraryError"]
 
 Rectangle = Tuple[int, int, int, int]
-Tables = Union[None, str, "os.PathLike[str]", Sequence[Rectangle]]
+Tables = Union[None, str, os.PathLike, Sequence[Rectangle]]
 
 
 class Region(NamedTuple):

@@ -32,7 +32,7 @@ SUMMARY_FIELDS = ["input", "status", "pages", "input_bytes", "pdf_bytes", "repor
                   "worker", "output", "message"]
 
 DESCRIPTION = """\
-Compresses every document into OUT/NAME.pdf (and OUT/NAME.json, the detection
+Compresses every document into DIR/NAME.pdf (and DIR/NAME.json, the detection
 report, with --json), as `tavrin compress` does, on all cores of this machine
 or on the Dask cluster of --scheduler. A document whose PDF exists is skipped,
 so running the same command again finishes an interrupted batch. A summary CSV
