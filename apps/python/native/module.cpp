@@ -28,8 +28,8 @@ PYBIND11_MODULE(_native, m) {
         .def_property_readonly("sampling", [](const tavrin::Options& o) { return o.settings.sampling; });
 
     m.def("parse_options", &parseOptions, py::arg("command"), py::arg("words"));
-    m.def("detect", &detectPage, py::arg("page"), py::arg("options"));
-    m.def("compress", &compressPages, py::arg("pages"), py::arg("options"));
+    m.def("detect", &detectArray, py::arg("page"), py::arg("options"));
+    m.def("compress", &compressArrays, py::arg("pages"), py::arg("options"));
     m.def("compress_file", &compressFile, py::arg("path"), py::arg("options"), py::arg("with_report"));
     m.def("write_file", &writeFile, py::arg("path"), py::arg("data"));
     m.def("mmr", &encodeMmr, py::arg("packed"), py::arg("width"), py::arg("dpi"));

@@ -5,6 +5,7 @@
 
 #include "cli/commands.h"
 #include "cli/document_compressor.h"
+#include "cli/page_detection.h"
 #include "encoders.h"
 #include "formats/atomic_output.h"
 #include "formats/detect_report.h"
@@ -25,24 +26,13 @@ std::vector<tavrin::Rect> tablesOf(const tavrin::Options& o) {
     return o.tablesFile.empty() ? std::vector<tavrin::Rect>() : tavrin::readTablesFile(o.tablesFile);
 }
 
-tavrin::PageDetection pageDetection(const tavrin::Page& page, int number, const std::string& dpiSource,
-                                    const tavrin::DetectResult& result) {
-    tavrin::PageDetection pd;
-    pd.number = number;
-    pd.width = page.width, pd.height = page.height;
-    pd.dpiX = page.dpiX, pd.dpiY = page.dpiY;
-    pd.dpiSource = dpiSource;
-    pd.result = result;
-    return pd;
-}
-
 }  // namespace
 
 tavrin::Options parseOptions(const std::string& command, const std::vector<std::string>& words) {
     return tavrin::parseOptions(commandOf(command), words);
 }
 
-py::tuple detectPage(const PixelArray& array, const tavrin::Options& o) {
+py::tuple detectArray(const PixelArray& array, const tavrin::Options& o) {
     const PageView view = viewPage(array, "page");
     std::string report;
     std::vector<uint8_t> mask;
@@ -51,22 +41,21 @@ py::tuple detectPage(const PixelArray& array, const tavrin::Options& o) {
         py::gil_scoped_release noGil;
         const std::vector<tavrin::Rect> tables = tablesOf(o);
         tavrin::Page page = copyPage(view);
-        const std::string dpiSource = tavrin::settleResolution(page, o.dpi);
         tavrin::PictureDetector detector;
-        const tavrin::DetectResult r =
-            detector.run(tavrin::grayOf(page), page.dpiX, o.settings.detect, tables, "page");
+        const tavrin::PageDetection pd = tavrin::detectPage(detector, page, o, tables, 1, 1, "page");
+        const tavrin::DetectResult& r = pd.result;
         maskWidth = r.planeWidth, maskHeight = r.planeHeight;
         mask.assign(size_t(std::max(0, maskWidth)) * std::max(0, maskHeight), 0);
         // A page without picture pixels may not have reached the detector,
         // which then left no mask behind.
         if (r.pictPixelNum > 0) std::copy_n(detector.pictureMask(), mask.size(), mask.begin());
         const tavrin::DetectionRunInfo run{"", "array", o.settings.detect, tables};
-        report = tavrin::detectionJson(run, {pageDetection(page, 1, dpiSource, r)});
+        report = tavrin::detectionJson(run, {pd});
     }
     return py::make_tuple(report, boolArray(mask.data(), maskWidth, maskHeight));
 }
 
-py::bytes compressPages(const std::vector<PixelArray>& arrays, const tavrin::Options& o) {
+py::bytes compressArrays(const std::vector<PixelArray>& arrays, const tavrin::Options& o) {
     std::vector<PageView> views;
     for (size_t i = 0; i < arrays.size(); ++i) views.push_back(viewPage(arrays[i], "page " + std::to_string(i + 1)));
     std::string pdf;
@@ -98,7 +87,7 @@ py::tuple compressFile(const std::string& path, const tavrin::Options& o, bool w
         for (int n = 1; reader->next(page); ++n) {
             const std::string label = count > 1 ? path + " page " + std::to_string(n) : path;
             const tavrin::CompressedPage done = document.addPage(page, n, count, label);
-            if (withReport) pages.push_back(pageDetection(page, n, done.dpiSource, done.report.detection));
+            if (withReport) pages.push_back(tavrin::pageDetection(page, n, done.dpiSource, done.report.detection));
         }
         pdf = document.pdfBytes(path);
         if (withReport) {

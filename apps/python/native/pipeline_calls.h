@@ -18,10 +18,10 @@ tavrin::Options parseOptions(const std::string& command, const std::vector<std::
 
 // The JSON report of one page (as `tavrin detect --json` writes it) and the
 // final picture mask (quarter grid of the detected page, true = picture).
-py::tuple detectPage(const PixelArray& page, const tavrin::Options& options);
+py::tuple detectArray(const PixelArray& page, const tavrin::Options& options);
 
 // One PDF of the pages, as `tavrin compress` writes it.
-py::bytes compressPages(const std::vector<PixelArray>& pages, const tavrin::Options& options);
+py::bytes compressArrays(const std::vector<PixelArray>& pages, const tavrin::Options& options);
 
 // One PDF of every page of an image file, the detection report of its pages
 // when `withReport` (else None), and the number of pages.

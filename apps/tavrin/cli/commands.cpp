@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "cli/document_compressor.h"
+#include "cli/page_detection.h"
 #include "cli/progress.h"
 #include "formats/atomic_output.h"
 #include "formats/detect_report.h"
@@ -98,15 +99,8 @@ int runDetect(const Options& o) {
     Progress progress(count);
     Page page;
     for (int n = 1; reader->next(page); ++n) {
-        PageDetection pd;
-        pd.number = n;
-        pd.dpiSource = settleResolution(page, o.dpi);
-        pd.width = page.width, pd.height = page.height;
-        pd.dpiX = page.dpiX, pd.dpiY = page.dpiY;
         const std::string label = pageLabel(file, n, count);
-        DetectSettings settings = o.settings.detect;
-        settings.dumpDir = dumpDirFor(settings.dumpDir, n, count);
-        pd.result = detector.run(grayOf(page), page.dpiX, settings, tables, label);
+        PageDetection pd = detectPage(detector, page, o, tables, n, count, label);
         reducedNote(label, page, pd.result);
         pd.overlayPath = perPagePath(overlay, n);
         writePng(makeOverlay(page, pd.result.regions), pd.overlayPath);
