@@ -33,7 +33,7 @@ def test_batch_command(tmp_path, client):
     first, *_ = documents(tmp_path / "in", 3)
     (tmp_path / "in" / "bad.png").write_bytes(b"\x89PNG\r\n\x1a\n damaged")
     out = tmp_path / "out"
-    run = ["batch", tmp_path / "in", "-o", out, "--json", "-q", "--levels", "2"]
+    run = ["batch", tmp_path / "in", "-o", out, "--json", "-q", "--min-contrast", "60"]
     done = program(*run, "--scheduler", client.cluster.scheduler_address, check=False)
     assert done.returncode == 1, done.stderr
     rows = summary(out / "summary.csv")
@@ -41,7 +41,7 @@ def test_batch_command(tmp_path, client):
                                                           "bad.png": "failed"}
     assert "bad.png" in rows["bad.png"]["message"] and not (out / "bad.pdf").exists()
     # The batch's PDF is the program's; the report is the detection's.
-    program("compress", first, "-o", tmp_path / "p0.pdf", "-q", "--levels", "2")
+    program("compress", first, "-o", tmp_path / "p0.pdf", "-q", "--min-contrast", "60")
     assert (out / "p0.pdf").read_bytes() == (tmp_path / "p0.pdf").read_bytes()
     assert int(rows["p0.pgm"]["pdf_bytes"]) == os.path.getsize(out / "p0.pdf")
     assert '"picturePage"' in (out / "p0.json").read_text()
@@ -52,7 +52,7 @@ def test_batch_command(tmp_path, client):
         "p0.pgm": "skipped", "p1.pgm": "done", "p2.pgm": "skipped", "bad.png": "failed"}
 
 
-@pytest.mark.parametrize("args, text", [(["--quality", "500"], "--quality: expected a whole number"),
+@pytest.mark.parametrize("args, text", [(["--min-contrast", "500"], "--min-contrast: expected a whole number"),
                                         (["--workers", "0"], "--workers"), ([], "no input documents")])
 def test_refused_before_any_work(tmp_path, args, text):
     done = program("batch", tmp_path / "empty*.pgm", "-o", tmp_path, *args, check=False)

@@ -18,8 +18,8 @@ from conftest import page, program, write_pnm
 
 @pytest.mark.parametrize("options, words", [
     ({}, []),
-    ({"quality": 40, "levels": 1, "flate": True, "sampling": 444, "range_sigma": 8},
-     ["--quality", "40", "--levels", "1", "--flate", "--sampling", "444", "--range-sigma", "8"]),
+    ({"flate": True, "sampling": 444, "range_sigma": 8, "min_contrast": 60},
+     ["--flate", "--sampling", "444", "--range-sigma", "8", "--min-contrast", "60"]),
     ({"detect": False, "bg_dpi": 150}, ["--no-detect", "--bg-dpi", "150"]),
 ])
 def test_compress_gives_the_programs_bytes(tmp_path, options, words):
@@ -31,8 +31,9 @@ def test_compress_gives_the_programs_bytes(tmp_path, options, words):
 
 
 def test_a_parameter_file_sets_what_options_set(tmp_path):
-    (tmp_path / "tuning.txt").write_text("quality = 40\nlevels = 1\n")
-    assert tavrin.compress([page()], params=tmp_path / "tuning.txt") == tavrin.compress([page()], quality=40, levels=1)
+    (tmp_path / "tuning.txt").write_text("min-contrast = 90\nsampling = 444\n")
+    assert tavrin.compress([page()], params=tmp_path / "tuning.txt") == \
+        tavrin.compress([page()], min_contrast=90, sampling=444) != tavrin.compress([page()])
 
 
 def test_detect_reports_what_the_program_reports(tmp_path):
@@ -56,9 +57,9 @@ def test_detect_reports_what_the_program_reports(tmp_path):
     assert tavrin.detect(p, tables=[(0, 0, 799, 999)]).regions == []
 
 
-@pytest.mark.parametrize("name, value", [("quality", 500), ("sampling", 411), ("levels", "two"), ("bogus", 1)])
+@pytest.mark.parametrize("name, value", [("min_contrast", 500), ("sampling", 411), ("bg_dpi", "x"), ("bogus", 1)])
 def test_option_errors_read_as_the_programs(tmp_path, name, value):
-    word = f"--{name}={value}"
+    word = f"--{name.replace('_', '-')}={value}"
     done = program("compress", write_pnm(tmp_path / "p.pgm", page(rgb=False)), word, check=False)
     assert done.returncode == 2
     with pytest.raises(tavrin.OptionError) as e:
@@ -74,6 +75,7 @@ def test_option_errors_read_as_the_programs(tmp_path, name, value):
     (lambda: tavrin.detect(page(), tables=[(5, 0, 4, 9)]), tavrin.OptionError, "tables:1: expected x0 <= x1"),
     (lambda: tavrin.mmr(np.full((4, 4), 255, np.uint8)), ValueError, "0 and 1"),
     (lambda: tavrin.jpeg(np.zeros((4, 4), np.uint8)), tavrin.LibraryError, "returned 11"),
+    (lambda: tavrin.jpeg(page(), sampling=411), ValueError, "sampling must lie in 0..5"),
 ])
 def test_errors(call, error, text):
     with pytest.raises(error, match=None) as e:

@@ -21,11 +21,7 @@ PYBIND11_MODULE(_native, m) {
     // which drives libtiff) stay off the terminal; failures come as statuses.
     tavrin::quietTiffMessages();
 
-    py::class_<tavrin::Options>(m, "Options", "Options as the tavrin program parsed them.")
-        .def_property_readonly("dpi", [](const tavrin::Options& o) { return o.dpi; })
-        .def_property_readonly("quality", [](const tavrin::Options& o) { return o.settings.quality; })
-        .def_property_readonly("chroma_offset", [](const tavrin::Options& o) { return o.settings.chromaOffset; })
-        .def_property_readonly("sampling", [](const tavrin::Options& o) { return o.settings.sampling; });
+    py::class_<tavrin::Options>(m, "Options", "Options as the tavrin program parsed them.");
 
     m.def("parse_options", &parseOptions, py::arg("command"), py::arg("words"));
     m.def("detect", &detectArray, py::arg("page"), py::arg("options"));
@@ -37,4 +33,7 @@ PYBIND11_MODULE(_native, m) {
           py::arg("sampling"), py::arg("dpi"));
     m.def("flate", &wrapFlate, py::arg("data"));
     m.def("version", [] { return std::string(LibTavrinCommonGetVersion()); });
+    m.def("usage", [](const std::string& command) {
+        return tavrin::usageText(false, command == "detect" ? tavrin::Command::Detect : tavrin::Command::Compress);
+    });
 }

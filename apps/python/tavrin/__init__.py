@@ -10,12 +10,13 @@ The functions run the ``tavrin`` program's own page pipeline on numpy arrays:
 A page is a ``uint8`` array of shape (height, width) for gray or
 (height, width, 3) for RGB, at most 65535 pixels per side and 600 million
 pixels; it is copied before processing. Options are the program's option
-and parameter names with ``_`` for ``-`` (``range_sigma=8``, ``quality=40``,
-``levels=1``, ``flate=True``, ``attr=False``, ``detect=False``, ``threads=1``,
+and parameter names with ``_`` for ``-`` (``range_sigma=8``, ``bg_dpi=150``,
+``flate=True``, ``attr=False``, ``detect=False``, ``threads=1``,
 ``params="tuning.txt"``); they go through the program's option parser, so
 they mean and check exactly what they do for ``tavrin detect`` and
-``tavrin compress`` (see ``tavrin COMMAND --help``). A refused option raises
-``OptionError`` with the program's message.
+``tavrin compress`` (the help of ``detect`` and ``compress`` ends with the
+program's own list). A refused option raises ``OptionError`` with the
+program's message.
 
 Every call releases the GIL while the library works, so threads run in
 parallel; MMR encodings (``mmr`` and the masks of ``compress``) take turns
@@ -119,13 +120,11 @@ def detect(page: np.ndarray, dpi: float = 300, attr: Optional[bool] = None, tabl
             None or True: the program's map.
         tables: rectangles to leave out of the picture search: a tables file
             name, or (x0, y0, x1, y1) rectangles in page pixels (inclusive).
-        **params: the program's detection options, for example
-            space_sigma (2), range_sigma (5), min_width (16), min_height
-            (16), min_area (512), min_fill (0.2), max_high_attr (0.3),
-            page_ratio (0.05), label_passes (9), threads (1 or 2),
-            params (a ``name = value`` file), dump (a debug dump directory).
-            Sizes are quarter-resolution pixels of a 300-dpi page (1/75
-            inch) and scale with the resolution.
+        **params: the options of ``tavrin detect`` listed below (without
+            ``--``, ``_`` for ``-``), for example range_sigma=8,
+            min_width=24, page_ratio=0.1, threads=1, params="tuning.txt"
+            (a ``name = value`` file), dump="dumps" (debug dumps). The
+            output options (overlay, json, quiet) do not apply.
 
     Returns:
         A Detection: ``picture_page`` (the page decision), ``coverage``,
@@ -151,20 +150,19 @@ def detect(page: np.ndarray, dpi: float = 300, attr: Optional[bool] = None, tabl
 def compress(pages: Sequence[np.ndarray], **options: Any) -> bytes:
     """Compress pages into one PDF, as ``tavrin compress`` does.
 
-    Each page is split into text masks (MMR image masks painted in the ink's
-    measured colours) over a reduced-resolution JPEG background; picture
-    regions stay in the background. The bytes are those ``tavrin compress``
-    writes for the same pages and options.
+    Each page is split into bi-level text masks (MMR, painted in the ink's
+    colours) over JPEG images, as ``tavrin compress`` splits it (see its
+    options below); the bytes are those ``tavrin compress`` writes for the
+    same pages and options.
 
     Args:
         pages: uint8 arrays, (height, width) gray or (height, width, 3) RGB.
-        **options: the program's options, for example dpi (the pages'
-            resolution; default 300), bg_dpi (100), quality (1..100; default
-            50 with pictures, 30 without), chroma_offset (0), sampling
-            (420, 422, 444 or 0..5), flate (False), levels (1..4; default 3),
-            min_contrast (50), detect (False: no picture detection), tables
-            (as for ``detect``), params (a ``name = value`` file) and the
-            detection options of ``detect``.
+        **options: the options of ``tavrin compress`` listed below
+            (without ``--``, ``_`` for ``-``), for example dpi=600 (the
+            pages' resolution; default 300), bg_dpi=150, sampling=444,
+            flate=True, no_detect=True (no picture detection), tables (as for
+            ``detect``), params="tuning.txt" (a ``name = value`` file). The
+            output options (output, quiet, explain) do not apply.
 
     Returns:
         The PDF file's bytes.
@@ -205,7 +203,11 @@ def mmr(image: np.ndarray, dpi: float = 300) -> bytes:
     return _native.mmr(np.packbits(a.astype(np.bool_), axis=1), a.shape[1], float(dpi))
 
 
-def jpeg(image: np.ndarray, quality: int = 75, chroma_offset: int = 0, sampling: Union[int, str] = 420,
+# The library's sampling modes by their usual names.
+_SAMPLING = {420: 0, 422: 2, 444: 5}
+
+
+def jpeg(image: np.ndarray, quality: int = 75, chroma_offset: int = 0, sampling: int = 420,
          dpi: float = 300) -> bytes:
     """Encode a gray or RGB image as a baseline JPEG stream.
 
@@ -214,7 +216,7 @@ def jpeg(image: np.ndarray, quality: int = 75, chroma_offset: int = 0, sampling:
         quality: 1..100.
         chroma_offset: chrominance quality = quality + offset, -99..99 (RGB).
         sampling: 420, 422, 444, or the library's mode 0..5 (RGB).
-        dpi: density written into the JFIF header.
+        dpi: density written into the JFIF header, 1..655.
 
     Returns:
         The JPEG bytes from the library's Tavrin_MakeJPGStream.
@@ -223,12 +225,15 @@ def jpeg(image: np.ndarray, quality: int = 75, chroma_offset: int = 0, sampling:
         LibraryError: the encoder's status: 11 for a libjpeg error,
             including a stream longer than the image's raw size (the
             library's buffer), which tiny images give.
-        OptionError: a value the program refuses.
+        ValueError: an argument out of its range.
     """
     a = _page(image, "jpeg")
-    o = _native.parse_options("compress", [f"--quality={quality}", f"--chroma-offset={chroma_offset}",
-                                           f"--sampling={sampling}", f"--dpi={dpi}"])
-    return _native.jpeg(a, o.quality, o.chroma_offset, o.sampling, o.dpi)
+    mode = _SAMPLING.get(sampling, sampling)
+    for name, value, low, high in [("quality", quality, 1, 100), ("chroma_offset", chroma_offset, -99, 99),
+                                   ("sampling", mode, 0, 5), ("dpi", dpi, 1, 655)]:
+        if not low <= value <= high:
+            raise ValueError(f"jpeg: {name} must lie in {low}..{high}, got {value}")
+    return _native.jpeg(a, int(quality), int(chroma_offset), int(mode), float(dpi))
 
 
 def flate(data: bytes) -> bytes:
@@ -244,3 +249,9 @@ def flate(data: bytes) -> bytes:
 def version() -> str:
     """The library's version text."""
     return _native.version()
+
+
+# help() ends with the program's own option list, whatever options it has.
+for _function, _command in ((detect, "detect"), (compress, "compress")):
+    _function.__doc__ += (f"\n    The options of tavrin {_command} (as keywords: no '--', '_' for '-'):\n\n"
+                          + "".join("    " + line + "\n" for line in _native.usage(_command).splitlines()))

@@ -1,7 +1,8 @@
 """Keyword arguments as the tavrin program's option words.
 
 Every keyword becomes ``--name=value`` (``_`` for ``-``, True/False as
-yes/no) and goes through the program's own option parser, so the module
+yes/no; True for a flag such as ``no_detect`` gives the bare ``--no-detect``)
+and goes through the program's own option parser, so the module
 accepts exactly the options and parameters the program accepts, with the
 same messages. Table rectangles given as numbers are written to a
 temporary tables file for the same reason: the program's reader checks them.
@@ -20,7 +21,15 @@ from ._errors import Error
 _OUTPUT_OPTIONS = {"output", "json", "overlay", "quiet", "explain"}
 
 
-def words(options: Dict[str, Any]) -> List[str]:
+def _is_flag(command: str, word: str) -> bool:
+    try:
+        _native.parse_options(command, [word])
+        return True
+    except Error:
+        return False
+
+
+def words(command: str, options: Dict[str, Any]) -> List[str]:
     """The option words of keyword arguments (None = the program's default)."""
     out = []
     for name, value in options.items():
@@ -28,12 +37,16 @@ def words(options: Dict[str, Any]) -> List[str]:
             raise TypeError(f"unexpected keyword argument '{name}': the result is returned, not written")
         if value is None:
             continue
+        option = "--" + name.replace("_", "-")
+        if value is True and _is_flag(command, option):
+            out.append(option)
+            continue
         if isinstance(value, bool):
             value = "yes" if value else "no"
         value = os.fspath(value) if isinstance(value, os.PathLike) else str(value)
         # The parser reads a parameter file only from a separate word; every
         # other value goes inline, where yes/no cannot be taken for a page.
-        out += ["--params", value] if name == "params" else [f"--{name.replace('_', '-')}={value}"]
+        out += ["--params", value] if name == "params" else [f"{option}={value}"]
     return out
 
 
@@ -45,14 +58,14 @@ def parsed(command: str, options: Dict[str, Any]) -> Iterator[Any]:
     options = dict(options)
     tables = options.pop("tables", None)
     if tables is None or isinstance(tables, (str, os.PathLike)):
-        yield _native.parse_options(command, words(dict(options, tables=tables)))
+        yield _native.parse_options(command, words(command, dict(options, tables=tables)))
         return
     with tempfile.NamedTemporaryFile("w", prefix="tavrin-tables-", suffix=".txt") as f:
         for rect in tables:
             f.write(" ".join(str(v) for v in rect) + "\n")
         f.flush()
         try:
-            yield _native.parse_options(command, words(dict(options, tables=f.name)))
+            yield _native.parse_options(command, words(command, dict(options, tables=f.name)))
         except Error as e:
             e.args = tuple(str(a).replace(f.name, "tables") for a in e.args)
             raise

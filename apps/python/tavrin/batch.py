@@ -42,7 +42,7 @@ failed document does not stop the batch.
 INPUT is an image file, a directory (its PNG, TIFF, JPEG and PNM files) or a
 quoted glob pattern ('scans/**/*.tif'); outputs keep the inputs' paths below
 the directory or the pattern's fixed part. Any other option is an option of
-`tavrin compress` (see tavrin compress --help), for example --quality 40.
+`tavrin compress` (see tavrin compress --help), for example --bg-dpi 150.
 
 exit codes: 0 every document done or skipped, 1 a document failed or the
 cluster was lost, 2 bad command line or no input documents
@@ -250,7 +250,7 @@ def _takes_value(word: str) -> bool:
     try:
         _native.parse_options("compress", [word])
     except OptionError as e:
-        return ": missing " in str(e)  # "--quality: missing value", "--params: missing file name"
+        return ": missing " in str(e)  # "--dpi: missing value", "--params: missing file name"
     return False
 
 
