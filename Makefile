@@ -23,7 +23,8 @@ test: build
 check: deps
 	JOBS=$(JOBS) bash scripts/check.sh
 
-bench: deps
+bench:
+	@bash scripts/deps.sh bench
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/bench_*; do [ -x "$$b" ] && "$$b"; done

@@ -2,6 +2,9 @@
 # Installs the Debian 12 packages that building, testing and running
 # libTavrinCommon need, and only those that are missing. Runs as root, or
 # through sudo when it is there.
+#   bash scripts/deps.sh          the packages of every build, test and run
+#   bash scripts/deps.sh bench    also the peers the benchmarks compare with
+# Other arguments (make targets passed on by make.sh) add nothing.
 set -eu
 
 packages=(
@@ -22,6 +25,17 @@ packages=(
   # independent decoder of the module's streams
   pybind11-dev python3-dev python3-numpy python3-distributed python3-pytest python3-pil
 )
+
+# bench: the libraries and programs that bench/ sets ours against (never
+# linked into the library or the program), hyperfine for whole processes,
+# matplotlib for the scaling plot, valgrind for instruction counts.
+bench_packages=(
+  libopencv-imgproc-dev libleptonica-dev leptonica-progs img2pdf
+  hyperfine python3-matplotlib valgrind
+)
+for group in "$@"; do
+  [ "$group" = bench ] && packages+=("${bench_packages[@]}")
+done
 
 missing=()
 for p in "${packages[@]}"; do
