@@ -298,13 +298,17 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         print(f"tavrin batch: {e}", file=sys.stderr)
         return 2
     summary = args.summary or os.path.join(args.output, "summary.csv")
-    os.makedirs(os.path.dirname(summary) or ".", exist_ok=True)
 
     from distributed import Client
-    if args.scheduler:
-        client, cluster = Client(args.scheduler), None
-    else:
-        client, cluster = _local_client(args.workers)
+    try:
+        if args.scheduler:
+            client, cluster = Client(args.scheduler), None
+        else:
+            client, cluster = _local_client(args.workers)
+    except (OSError, TimeoutError) as e:
+        print(f"tavrin batch: cannot start or reach the cluster: {e}", file=sys.stderr)
+        return 1
+    os.makedirs(os.path.dirname(summary) or ".", exist_ok=True)
     start = time.perf_counter()
     counts = {"done": 0, "skipped": 0, "failed": 0}
     pages = 0
