@@ -86,18 +86,18 @@ def sources(inputs: Sequence[str], manifests: Sequence[str]) -> List[Tuple[str, 
     """(input file, output path relative to the output directory without
     extension) for every document named by the inputs and manifests."""
     found = []
-    for spec in inputs:
-        if os.path.isdir(spec):
-            names = sorted(n for n in os.listdir(spec) if os.path.splitext(n)[1].lower() in IMAGE_EXTENSIONS)
-            found += [(os.path.join(spec, n), n) for n in names if os.path.isfile(os.path.join(spec, n))]
-        elif glob.has_magic(spec):
-            root = _glob_root(spec)
-            matches = [m for m in sorted(glob.glob(spec, recursive=True)) if os.path.isfile(m)]
+    for given in inputs:
+        if os.path.isdir(given):
+            names = sorted(n for n in os.listdir(given) if os.path.splitext(n)[1].lower() in IMAGE_EXTENSIONS)
+            found += [(os.path.join(given, n), n) for n in names if os.path.isfile(os.path.join(given, n))]
+        elif glob.has_magic(given):
+            root = _glob_root(given)
+            matches = [m for m in sorted(glob.glob(given, recursive=True)) if os.path.isfile(m)]
             if not matches:
-                print(f"tavrin batch: note: '{spec}' matches no file", file=sys.stderr)
+                print(f"tavrin batch: note: '{given}' matches no file", file=sys.stderr)
             found += [(m, os.path.relpath(m, root)) for m in matches]
         else:
-            found.append((spec, os.path.basename(spec)))
+            found.append((given, os.path.basename(given)))
     for manifest in manifests:
         found += _manifest_entries(manifest)
     return [(source, os.path.splitext(rel)[0]) for source, rel in found]
