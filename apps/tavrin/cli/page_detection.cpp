@@ -10,7 +10,7 @@ PageDetection detectPage(PictureDetector& detector, Page& page, const Options& o
     const std::string dpiSource = settleResolution(page, o.dpi);
     DetectSettings settings = o.settings.detect;
     settings.dumpDir = dumpDirFor(settings.dumpDir, number, count);
-    return pageDetection(page, number, dpiSource, detector.run(grayOf(page), page.dpiX, settings, tables, label));
+    return pageDetection(page, number, dpiSource, detector.run(page, grayOf(page), page.dpiX, settings, tables, label));
 }
 
 PageDetection pageDetection(const Page& page, int number, const std::string& dpiSource,

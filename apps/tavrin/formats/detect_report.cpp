@@ -110,8 +110,9 @@ std::string detectionJson(const DetectionRunInfo& run, const std::vector<PageDet
           << "      \"regions\": [";
         for (size_t i = 0; i < r.regions.size(); ++i) {
             const Rect& g = r.regions[i];
+            const bool graphic = i < r.kinds.size() && r.kinds[i] == kGraphic;
             j << (i ? "," : "") << "\n        {\"x\": " << g.x0 << ", \"y\": " << g.y0 << ", \"width\": " << g.width()
-              << ", \"height\": " << g.height() << "}";
+              << ", \"height\": " << g.height() << ", \"kind\": \"" << (graphic ? "graphic" : "photo") << "\"}";
         }
         j << (r.regions.empty() ? "]\n" : "\n      ]\n") << "    }" << (k + 1 < pages.size() ? "," : "") << "\n";
     }

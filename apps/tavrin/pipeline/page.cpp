@@ -3,7 +3,10 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <map>
+#include <mutex>
 #include <new>
 
 namespace tavrin {
@@ -15,20 +18,68 @@ constexpr size_t kHugeFrom = size_t(4) << 20;  // smaller blocks come from the h
 
 }  // namespace
 
+namespace {
+
+// Large blocks given back are kept for the next request of a similar size:
+// a fresh block costs the kernel a zero-filled page per touch, which on a
+// page of planes was a third of the run.
+constexpr size_t kMaxCachedBytes = size_t(768) << 20;
+
+struct BlockCache {
+    std::mutex lock;
+    std::multimap<size_t, void*> blocks;  // rounded size -> block
+    size_t total = 0;
+    ~BlockCache() {
+        for (auto& b : blocks) std::free(b.second);
+    }
+};
+
+BlockCache& cache() {
+    static BlockCache c;
+    return c;
+}
+
+size_t rounded(size_t bytes) { return (bytes + kHugePage - 1) / kHugePage * kHugePage; }
+
+}  // namespace
+
 void* allocatePageMemory(size_t bytes) {
     if (bytes < kHugeFrom) return ::operator new(bytes);
-    const size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-    void* p = std::aligned_alloc(kHugePage, rounded);
+    const size_t size = rounded(bytes);
+    {
+        BlockCache& c = cache();
+        std::lock_guard<std::mutex> hold(c.lock);
+        // The smallest cached block that fits without wasting half of it.
+        const auto it = c.blocks.lower_bound(size);
+        if (it != c.blocks.end() && it->first <= 2 * size) {
+            void* p = it->second;
+            c.total -= it->first;
+            c.blocks.erase(it);
+            return p;
+        }
+    }
+    void* p = std::aligned_alloc(kHugePage, size);
     if (!p) throw std::bad_alloc();
-    madvise(p, rounded, MADV_HUGEPAGE);  // advice only; failure is harmless
+    madvise(p, size, MADV_HUGEPAGE);  // advice only; failure is harmless
     return p;
 }
 
 void releasePageMemory(void* p, size_t bytes) {
-    if (bytes < kHugeFrom)
+    if (bytes < kHugeFrom) {
         ::operator delete(p);
-    else
+        return;
+    }
+    BlockCache& c = cache();
+    // A reused block may be larger than this request; it is filed under the
+    // request's size, which it surely has.
+    const size_t size = rounded(bytes);
+    std::lock_guard<std::mutex> hold(c.lock);
+    if (c.total + size > kMaxCachedBytes) {
         std::free(p);
+        return;
+    }
+    c.blocks.emplace(size, p);
+    c.total += size;
 }
 
 Plane grayOf(const Page& page) {
@@ -71,7 +122,101 @@ void reduceRows(const uint8_t* src, int w, int h, int channels, int factor, uint
     }
 }
 
+// The source pixels behind each output pixel of a line and their weights
+// (16-bit fixed point summing to 65536).
+struct AreaTaps {
+    std::vector<int> first;       // per output pixel
+    std::vector<int> count;       // per output pixel
+    std::vector<uint32_t> weight; // count[i] entries per output pixel, in order
+    std::vector<size_t> offset;   // into weight
+};
+
+AreaTaps areaTaps(int from, int to) {
+    AreaTaps t;
+    const double r = double(from) / to;
+    for (int o = 0; o < to; ++o) {
+        const double a = o * r, b = std::min(double(from), (o + 1) * r);
+        const int i0 = int(a), i1 = std::min(from - 1, int(std::ceil(b)) - 1);
+        t.first.push_back(i0);
+        t.count.push_back(i1 - i0 + 1);
+        t.offset.push_back(t.weight.size());
+        uint32_t sum = 0;
+        for (int i = i0; i <= i1; ++i) {
+            const double cover = std::min(b, i + 1.0) - std::max(a, double(i));
+            const uint32_t w = i == i1 ? 65536 - sum : uint32_t(std::lround(cover / (b - a) * 65536));
+            t.weight.push_back(w);
+            sum += w;
+        }
+    }
+    return t;
+}
+
+// Rows first into 16-bit values (8 fractional bits), then columns.
+void resizeInterleaved(const uint8_t* src, int w, int h, int ch, uint8_t* dst, int w2, int h2) {
+    const AreaTaps tx = areaTaps(w, w2), ty = areaTaps(h, h2);
+    std::vector<uint16_t> mid(size_t(w2) * ch * h);
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < h; ++y) {
+        const uint8_t* s = src + size_t(y) * w * ch;
+        uint16_t* d = mid.data() + size_t(y) * w2 * ch;
+        for (int x = 0; x < w2; ++x) {
+            const uint32_t* wt = tx.weight.data() + tx.offset[x];
+            for (int c = 0; c < ch; ++c) {
+                uint64_t acc = 0;
+                for (int k = 0; k < tx.count[x]; ++k) acc += uint64_t(wt[k]) * s[size_t(tx.first[x] + k) * ch + c];
+                d[size_t(x) * ch + c] = uint16_t((acc + 128) >> 8);
+            }
+        }
+    }
+    const size_t n = size_t(w2) * ch;
+#pragma omp parallel
+    {
+        std::vector<uint64_t> acc(n);
+#pragma omp for schedule(static)
+        for (int y = 0; y < h2; ++y) {
+            const uint32_t* wt = ty.weight.data() + ty.offset[y];
+            std::fill(acc.begin(), acc.end(), uint64_t(1) << 23);
+            for (int k = 0; k < ty.count[y]; ++k) {
+                const uint16_t* m = mid.data() + size_t(ty.first[y] + k) * n;
+                for (size_t x = 0; x < n; ++x) acc[x] += uint64_t(wt[k]) * m[x];
+            }
+            uint8_t* d = dst + size_t(y) * n;
+            for (size_t x = 0; x < n; ++x) d[x] = uint8_t(std::min<uint64_t>(255, acc[x] >> 24));
+        }
+    }
+}
+
 }  // namespace
+
+Page cropPage(const Page& src, const Rect& box) {
+    const Rect r = box.intersect({0, 0, src.width - 1, src.height - 1});
+    Page d;
+    d.width = std::max(0, r.width()), d.height = std::max(0, r.height());
+    d.channels = src.channels, d.dpiX = src.dpiX, d.dpiY = src.dpiY;
+    d.pixels.resize(d.pixelCount() * d.channels);
+    for (int y = 0; y < d.height; ++y)
+        std::copy(src.row(r.y0 + y) + size_t(r.x0) * src.channels,
+                  src.row(r.y0 + y) + size_t(r.x1 + 1) * src.channels, d.row(y));
+    return d;
+}
+
+Plane resizePlane(const Plane& src, int width, int height) {
+    if (width == src.width && height == src.height) return src;
+    Plane d(width, height);
+    resizeInterleaved(src.data.data(), src.width, src.height, 1, d.data.data(), width, height);
+    return d;
+}
+
+Page resizePage(const Page& src, int width, int height) {
+    if (width == src.width && height == src.height) return src;
+    Page d;
+    d.width = width, d.height = height, d.channels = src.channels;
+    d.dpiX = src.dpiX * width / src.width;
+    d.dpiY = src.dpiY * height / src.height;
+    d.pixels.resize(d.pixelCount() * d.channels);
+    resizeInterleaved(src.pixels.data(), src.width, src.height, src.channels, d.pixels.data(), width, height);
+    return d;
+}
 
 // 2 x 2 means, the common case (the attribute map's half resolution).
 Plane halvePlane(const Plane& src) {

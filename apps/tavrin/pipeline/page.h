@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "pipeline/rect.h"
+
 namespace tavrin {
 
 // Memory for page-sized buffers: large blocks are aligned to 2 MiB and
@@ -80,6 +82,14 @@ Plane grayOf(const Page& page);
 // edges average what they hold).
 Plane reducePlane(const Plane& src, int factor);
 Page reducePage(const Page& src, int factor);
+
+// The pixels of `box` (inclusive, clipped to the page) as a page of their own.
+Page cropPage(const Page& src, const Rect& box);
+
+// Area-weighted resampling to any smaller size (each output pixel is the
+// mean of the source area it covers); also for pages of 1 or 3 channels.
+Plane resizePlane(const Plane& src, int width, int height);
+Page resizePage(const Page& src, int width, int height);
 
 }  // namespace tavrin
 

@@ -8,7 +8,8 @@
 #include <cstring>
 
 #include "pipeline/app_error.h"
-#include "pipeline/attribute_map.h"
+#include "pipeline/box_fitting.h"
+#include "pipeline/classifier.h"
 
 namespace tavrin {
 
@@ -55,6 +56,16 @@ std::vector<Rect> maskBoxes(const uint8_t* mask, int w, int h) {
             boxes.push_back(r);
         }
     return boxes;
+}
+
+// The kind most of a box's classified cells have; a box the detector found
+// on texture alone is taken for a photograph.
+PictureKind kindWithin(const Plane& cells, const Rect& box) {
+    int photo = 0, graphic = 0;
+    const Rect r = box.intersect({0, 0, cells.width - 1, cells.height - 1});
+    for (int y = r.y0; y <= r.y1; ++y)
+        for (int x = r.x0; x <= r.x1; ++x) photo += cells.row(y)[x] == kPhoto, graphic += cells.row(y)[x] == kGraphic;
+    return graphic > photo ? kGraphic : kPhoto;
 }
 
 std::string detectorFailure(int status) {
@@ -104,13 +115,16 @@ int detectionReduction(int width, int height, double dpi, bool& forLimits) {
 
 PictureDetector::PictureDetector() : work_(TAVRIN_DETECT_WORK_SIZE) {}
 
-DetectResult PictureDetector::run(const Plane& pageGray, double dpi, const DetectSettings& settings,
-                                  const std::vector<Rect>& tables, const std::string& pageLabel) {
+DetectResult PictureDetector::run(const Page& page, const Plane& pageGray, double dpi, const DetectSettings& settings,
+                                  const std::vector<Rect>& tables, const std::string& pageLabel,
+                                  const PageMeasures* measured) {
     DetectResult result;
     result.reduction = detectionReduction(pageGray.width, pageGray.height, dpi, result.reducedForLimits);
     const int r = result.reduction;
     const Plane reduced = r > 1 ? reducePlane(pageGray, r) : Plane();
     const Plane& gray = r > 1 ? reduced : pageGray;
+    const Page reducedPage = r > 1 ? reducePage(page, r) : Page();
+    const Page& work = r > 1 ? reducedPage : page;
     const double workDpi = dpi / r;
 
     // Sizes were tuned for 300 dpi; follow the resolution actually used.
@@ -122,9 +136,17 @@ DetectResult PictureDetector::run(const Plane& pageGray, double dpi, const Detec
     param.iMinArea = int(std::lround(settings.record.iMinArea * s * s));
     param.iPictPixelNum = 0;
 
-    Plane attr = settings.attributes ? buildAttributeMap(gray, workDpi)
-                                     : Plane((gray.width + 1) / 2, (gray.height + 1) / 2, 0);
-
+    Classification cls;
+    if (settings.attributes) {
+        if (r == 1 && measured) {
+            cls = classifyPage(work, gray, *measured, workDpi);
+        } else {
+            cls = classifyPage(work, gray, measurePage(work, gray), workDpi);
+        }
+    } else {
+        cls.attributes = Plane((gray.width + 1) / 2, (gray.height + 1) / 2, 0);
+    }
+    Plane& attr = cls.attributes;
     // Table rectangles: page pixels -> the attribute map's grid, clipped so
     // that the detector's quarter grid holds them.
     const int w4 = (gray.width + 3) >> 2, h4 = (gray.height + 3) >> 2;
@@ -160,7 +182,7 @@ DetectResult PictureDetector::run(const Plane& pageGray, double dpi, const Detec
         result.planePixels = w4 * h4;
         return result;
     }
-    const int status = runDetectPict(&fg, work_.data(), 0, settings.labelPassMax, &param,
+    const int status = runDetectPict(&fg, work_.data(), settings.attributes ? 1 : 0, settings.labelPassMax, &param,
                                      settings.parallel ? 1 : 0, debugPath.data());
     if (status != 0 && status != 1)
         throw AppError(kExitFailure, pageLabel + ": picture detection failed: " + detectorFailure(status) +
@@ -173,8 +195,11 @@ DetectResult PictureDetector::run(const Plane& pageGray, double dpi, const Detec
     result.planePixels = w4 * h4;
     result.coverage = result.planePixels ? double(result.pictPixelNum) / result.planePixels : 0.0;
     const uint8_t* mask = work_.data() + TAVRIN_DETECT_PICT_OFFSET;
+    std::vector<Rect> boxes = maskBoxes(mask, w4, h4);  // quarter grid = the classifier's cells
+    if (settings.snap && settings.attributes) boxes = fitBoxes(boxes, cls.pictureCells, cls.markedCells);
     const int unit = 4 * r;  // page pixels per quarter-grid pixel
-    for (const Rect& b : maskBoxes(mask, w4, h4)) {
+    for (const Rect& b : boxes) {
+        result.kinds.push_back(settings.attributes ? kindWithin(cls.pictureCells, b) : kPhoto);
         Rect p;
         p.x0 = b.x0 * unit;
         p.y0 = b.y0 * unit;

@@ -9,16 +9,11 @@
 #include <vector>
 
 #include "TavrinCommon.h"
+#include "pipeline/classifier.h"
 #include "pipeline/page.h"
+#include "pipeline/rect.h"
 
 namespace tavrin {
-
-// Inclusive rectangle in page pixels.
-struct Rect {
-    int x0 = 0, y0 = 0, x1 = -1, y1 = -1;
-    int width() const { return x1 - x0 + 1; }
-    int height() const { return y1 - y0 + 1; }
-};
 
 // Settings of a detection run. `record` holds the detector's parameters for
 // a 300-dpi page (sizes in quarter-resolution pixels, i.e. 75 per inch);
@@ -27,6 +22,7 @@ struct DetectSettings {
     ST_PARAM_DETECT_PICT record{};
     int labelPassMax = 8;     // at most labelPassMax + 1 labelling passes
     bool attributes = true;   // false: empty attribute map (--no-attr)
+    bool snap = true;         // merge the boxes of one picture, fit them to its edges
     bool parallel = true;     // let the filters use two threads
     std::string dumpDir;      // "" = no library dumps
 };
@@ -44,17 +40,20 @@ struct DetectResult {
     int reduction = 1;          // page reduced by this factor before detection
     bool reducedForLimits = false;  // the reduction was forced by the detector's limits
     int planeWidth = 0, planeHeight = 0;
-    std::vector<Rect> regions;  // connected areas of the final mask, page pixels
+    std::vector<Rect> regions;  // one box per picture, page pixels
+    std::vector<PictureKind> kinds;  // per region: what the classifier saw there (kPhoto without it)
 };
 
 class PictureDetector {
 public:
     PictureDetector();
-    // `gray` is the page at `dpi`; `tables` are rectangles in page pixels.
-    // Throws AppError (kExitFailure) naming `pageLabel` when the detector
-    // fails.
-    DetectResult run(const Plane& gray, double dpi, const DetectSettings& settings,
-                     const std::vector<Rect>& tables, const std::string& pageLabel);
+    // `gray` is the luma of `page` at `dpi`; `tables` are rectangles in page
+    // pixels; `measured`, when given, was taken on `page` (and spares
+    // measuring it again). Throws AppError (kExitFailure) naming `pageLabel`
+    // when the detector fails.
+    DetectResult run(const Page& page, const Plane& gray, double dpi, const DetectSettings& settings,
+                     const std::vector<Rect>& tables, const std::string& pageLabel,
+                     const PageMeasures* measured = nullptr);
     // The picture mask of the last run() that reached the library's
     // detector (one with picture pixels always does): planeWidth x
     // planeHeight bytes, 1 = picture.

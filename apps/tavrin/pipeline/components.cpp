@@ -1,0 +1,72 @@
+#include "pipeline/components.h"
+
+#include <numeric>
+
+namespace tavrin {
+
+namespace {
+
+int findRoot(std::vector<int>& parent, int i) {
+    while (parent[i] != i) i = parent[i] = parent[parent[i]];
+    return i;
+}
+
+void join(std::vector<int>& parent, int a, int b) {
+    a = findRoot(parent, a), b = findRoot(parent, b);
+    if (a != b) parent[std::max(a, b)] = std::min(a, b);  // the earlier run stays the root
+}
+
+}  // namespace
+
+Components findComponents(const Plane& mask) {
+    Components c;
+    std::vector<size_t> rowStart(size_t(mask.height) + 1, 0);
+    for (int y = 0; y < mask.height; ++y) {
+        rowStart[y] = c.runs.size();
+        const uint8_t* m = mask.row(y);
+        for (int x = 0; x < mask.width;) {
+            if (!m[x]) {
+                ++x;
+                continue;
+            }
+            Run r;
+            r.y = y, r.x0 = x;
+            while (x < mask.width && m[x]) ++x;
+            r.x1 = x - 1;
+            c.runs.push_back(r);
+        }
+    }
+    rowStart[mask.height] = c.runs.size();
+
+    std::vector<int> parent(c.runs.size());
+    std::iota(parent.begin(), parent.end(), 0);
+    for (int y = 1; y < mask.height; ++y) {
+        size_t a = rowStart[y - 1];
+        const size_t aEnd = rowStart[y];
+        for (size_t b = rowStart[y]; b < rowStart[y + 1]; ++b) {
+            const Run& run = c.runs[b];
+            // Runs above that end left of this run's diagonal reach are done.
+            while (a < aEnd && c.runs[a].x1 < run.x0 - 1) ++a;
+            for (size_t k = a; k < aEnd && c.runs[k].x0 <= run.x1 + 1; ++k) join(parent, int(k), int(b));
+        }
+    }
+
+    std::vector<int> index(c.runs.size(), -1);
+    for (size_t i = 0; i < c.runs.size(); ++i) {
+        const int root = findRoot(parent, int(i));
+        if (index[root] < 0) {
+            index[root] = c.count++;
+            c.boxes.push_back({c.runs[i].x0, c.runs[i].y, c.runs[i].x1, c.runs[i].y});
+            c.area.push_back(0);
+        }
+        Run& r = c.runs[i];
+        r.component = index[root];
+        Rect& box = c.boxes[r.component];
+        box.x0 = std::min(box.x0, r.x0), box.x1 = std::max(box.x1, r.x1);
+        box.y1 = std::max(box.y1, r.y);
+        c.area[r.component] += r.x1 - r.x0 + 1;
+    }
+    return c;
+}
+
+}  // namespace tavrin

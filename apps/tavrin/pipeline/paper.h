@@ -1,0 +1,41 @@
+// The paper of a page: its colour, which may drift slowly across a scan
+// (uneven light, yellowed margins), and the noise the scanner adds to it.
+//
+// Method: the page is cut into tiles of about 5 mm. A tile whose brightest
+// tenth forms a narrow peak that holds a good share of its pixels shows
+// paper (a text tile does: ink covers a fifth of it at most); tiles of
+// pictures and tints do not. The paper tiles' colours are kept, the other
+// tiles take the colour of the nearest paper tiles (filled from coarser
+// averages), and the map is smoothed. With no paper tile at all (a
+// full-page photograph) the page's brightest level stands in.
+#ifndef TAVRIN_APP_PAPER_H
+#define TAVRIN_APP_PAPER_H
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "pipeline/page.h"
+
+namespace tavrin {
+
+struct PaperMap {
+    int tile = 64;                 // tile side, page pixels
+    int columns = 0, rows = 0;
+    std::vector<uint8_t> gray;     // per tile
+    std::vector<std::array<uint8_t, 3>> colour;  // per tile (R = G = B on gray pages)
+    std::vector<uint8_t> isPaper;  // 1 where the tile itself showed paper
+    uint8_t globalGray = 255;      // the paper level of the page as a whole
+    std::array<uint8_t, 3> globalColour{{255, 255, 255}};
+    double noise = 2.0;            // standard deviation of the paper's gray level
+    double paperShare = 0;         // share of tiles that showed paper
+
+    // Paper gray level at page pixel (x, y), bilinear between tile centres.
+    int grayAt(int x, int y) const;
+};
+
+PaperMap estimatePaper(const Page& page, const Plane& gray);
+
+}  // namespace tavrin
+
+#endif
