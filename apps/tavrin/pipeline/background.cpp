@@ -1,6 +1,9 @@
 #include "pipeline/background.h"
 
 #include <algorithm>
+#include <cmath>
+
+#include "pipeline/local_levels.h"
 
 namespace tavrin {
 
@@ -56,50 +59,92 @@ void fillHoles(const Level& f, std::vector<float, DefaultInitAllocator<float>>& 
         }
 }
 
-// Sums of the paper pixels of one row of blocks (CH channels).
+// Sums of the kept pixels (keep[x] != 0) of one row of blocks.
+// Sums of the kept pixels (keep[x] != 0) of one row of blocks of `area`.
 template <int CH>
-void accumulateBlockRow(const Page& page, const InkBands& ink, int factor, int by, Level& base) {
-    const uint8_t paper = uint8_t(ink.count);
+void accumulateBlockRow(const Page& page, const Plane& keep, const Rect& area, int factor, int by, Level& base) {
     std::vector<uint32_t> sum(size_t(base.width) * CH, 0u), weight(base.width, 0u);
-    const int y1 = std::min(page.height, (by + 1) * factor);
+    const int y1 = std::min(area.height(), (by + 1) * factor);
     for (int y = by * factor; y < y1; ++y) {
-        const uint8_t* s = page.row(y);
-        const uint8_t* b = ink.band.row(y);
+        const uint8_t* s = page.row(area.y0 + y) + size_t(area.x0) * CH;
+        const uint8_t* k = keep.row(y);
         for (int bx = 0; bx < base.width; ++bx) {
-            const int x0 = bx * factor, x1 = std::min(page.width, x0 + factor);
+            const int x0 = bx * factor, x1 = std::min(area.width(), x0 + factor);
             uint32_t w = 0, acc[CH] = {};
             for (int x = x0; x < x1; ++x) {
-                const uint32_t keep = b[x] == paper;
-                w += keep;
-                for (int k = 0; k < CH; ++k) acc[k] += keep * s[x * CH + k];
+                const uint32_t use = k[x];
+                w += use;
+                for (int c = 0; c < CH; ++c) acc[c] += use * s[x * CH + c];
             }
             weight[bx] += w;
-            for (int k = 0; k < CH; ++k) sum[size_t(bx) * CH + k] += acc[k];
+            for (int c = 0; c < CH; ++c) sum[size_t(bx) * CH + c] += acc[c];
         }
     }
     for (int bx = 0; bx < base.width; ++bx) {
         const size_t i = size_t(by) * base.width + bx;
         base.weight[i] = float(weight[bx]);
-        for (int k = 0; k < CH; ++k) base.sum[i * CH + k] = float(sum[size_t(bx) * CH + k]);
+        for (int c = 0; c < CH; ++c) base.sum[i * CH + c] = float(sum[size_t(bx) * CH + c]);
     }
+}
+
+// The usable pixels of `area`, excluded rectangles taken out.
+Plane keptPixels(const Plane& usable, const std::vector<Rect>& excluded, const Rect& area) {
+    Plane keep(area.width(), area.height());
+    for (int y = 0; y < keep.height; ++y)
+        std::copy(usable.row(area.y0 + y) + area.x0, usable.row(area.y0 + y) + area.x1 + 1, keep.row(y));
+    for (const Rect& r : excluded) {
+        const Rect c = r.intersect(area);
+        for (int y = c.y0; y <= c.y1; ++y)
+            std::fill(keep.row(y - area.y0) + c.x0 - area.x0, keep.row(y - area.y0) + c.x1 - area.x0 + 1, uint8_t(0));
+    }
+    return keep;
 }
 
 }  // namespace
 
-Page buildBackground(const Page& page, const InkBands& ink, int factor) {
+Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& levels, int tolerance) {
+    Plane usable = ink;
+    runningMax(usable, 1);
+    // The background level of each pixel's cell, spread over a row once.
+    std::vector<int> cellOf(gray.width);
+    for (int x = 0; x < gray.width; ++x) cellOf[x] = std::min(levels.background.width - 1, x / levels.cell);
+#pragma omp parallel
+    {
+        std::vector<uint8_t> floor(gray.width);
+        int floorRow = -1;
+#pragma omp for schedule(static)
+        for (int y = 0; y < gray.height; ++y) {
+            const int cellRow = std::min(levels.background.height - 1, y / levels.cell);
+            if (cellRow != floorRow) {
+                const uint8_t* b = levels.background.row(cellRow);
+                for (int x = 0; x < gray.width; ++x) floor[x] = uint8_t(std::max(0, b[cellOf[x]] - tolerance));
+                floorRow = cellRow;
+            }
+            const uint8_t* g = gray.row(y);
+            uint8_t* u = usable.row(y);
+            for (int x = 0; x < gray.width; ++x) u[x] = uint8_t(!u[x] & (g[x] >= floor[x]));
+        }
+    }
+    return usable;
+}
+
+Page buildBackground(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& wanted,
+                     int factor, const PaperMap& paper, int flatten) {
     const int ch = page.channels;
+    const Rect area = wanted.intersect({0, 0, page.width - 1, page.height - 1});
+    const Plane keep = keptPixels(usable, excluded, area);
     Level base;
-    base.width = (page.width + factor - 1) / factor;
-    base.height = (page.height + factor - 1) / factor;
+    base.width = (area.width() + factor - 1) / factor;
+    base.height = (area.height() + factor - 1) / factor;
     base.channels = ch;
     base.sum.resize(size_t(base.width) * base.height * ch);
     base.weight.resize(size_t(base.width) * base.height);
 #pragma omp parallel for schedule(static)
     for (int by = 0; by < base.height; ++by) {
         if (ch == 3)
-            accumulateBlockRow<3>(page, ink, factor, by, base);
+            accumulateBlockRow<3>(page, keep, area, factor, by, base);
         else
-            accumulateBlockRow<1>(page, ink, factor, by, base);
+            accumulateBlockRow<1>(page, keep, area, factor, by, base);
     }
     std::vector<float, DefaultInitAllocator<float>> mean;
     fillHoles(base, mean);
@@ -110,33 +155,32 @@ Page buildBackground(const Page& page, const InkBands& ink, int factor) {
     bg.dpiX = page.dpiX / factor;
     bg.dpiY = page.dpiY / factor;
     bg.pixels.resize(mean.size());
-    for (size_t i = 0; i < mean.size(); ++i) bg.pixels[i] = uint8_t(std::clamp(mean[i] + 0.5f, 0.f, 255.f));
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < bg.height; ++y) {
+        const int py = std::min(area.y1, area.y0 + y * factor + factor / 2);
+        const int ty = std::min(paper.rows - 1, py / paper.tile);
+        for (int x = 0; x < bg.width; ++x) {
+            const size_t i = (size_t(y) * bg.width + x) * ch;
+            const int px = std::min(area.x1, area.x0 + x * factor + factor / 2);
+            const std::array<uint8_t, 3>& tile =
+                paper.colour[size_t(ty) * paper.columns + std::min(paper.columns - 1, px / paper.tile)];
+            // The paper here: the smooth gray level, with the tile's tint.
+            const int level = paper.grayAt(px, py);
+            const int tileGray = ch == 3 ? (77 * tile[0] + 150 * tile[1] + 29 * tile[2] + 128) >> 8 : tile[0];
+            // Within `flatten` of the paper: paper; beyond twice that: the
+            // block itself; a blend between, so no edge appears.
+            float want[3], off = 0;
+            for (int c = 0; c < ch; ++c) {
+                want[c] = float(std::clamp(tile[c] + level - tileGray, 0, 255));
+                off = std::max(off, std::abs(mean[i + c] - want[c]));
+            }
+            const float keepShare = flatten > 0 ? std::clamp(off / flatten - 1.f, 0.f, 1.f) : 1.f;
+            for (int c = 0; c < ch; ++c)
+                bg.pixels[i + c] =
+                    uint8_t(std::clamp(want[c] + (mean[i + c] - want[c]) * keepShare + 0.5f, 0.f, 255.f));
+        }
+    }
     return bg;
-}
-
-BandColours measureBandColours(const Page& page, const InkBands& ink) {
-    const int ch = page.channels;
-    std::vector<uint64_t> sums(size_t(ink.count) * 3, 0), counts(ink.count, 0);
-    for (int y = 0; y < page.height; ++y) {
-        const uint8_t* s = page.row(y);
-        const uint8_t* b = ink.band.row(y);
-        for (int x = 0; x < page.width; ++x) {
-            const int band = b[x];
-            if (band >= ink.count) continue;
-            ++counts[band];
-            for (int k = 0; k < ch; ++k) sums[size_t(band) * 3 + k] += s[size_t(x) * ch + k];
-        }
-    }
-    BandColours out;
-    out.colour.resize(ink.count);
-    out.pixels = counts;
-    for (int band = 0; band < ink.count; ++band) {
-        for (int k = 0; k < 3; ++k) {
-            const uint64_t sum = sums[size_t(band) * 3 + (ch == 3 ? k : 0)];
-            out.colour[band][k] = counts[band] ? uint8_t((sum + counts[band] / 2) / counts[band]) : 0;
-        }
-    }
-    return out;
 }
 
 }  // namespace tavrin

@@ -1,29 +1,35 @@
-// The continuous-tone background layer: the page at a reduced resolution
-// with the foreground's ink replaced by the colour around it.
+// The background layer: the page (or a part of it) at a low resolution
+// without its ink and pictures, with the paper made perfectly even.
+//
+// Method: each factor x factor block becomes the mean of its usable pixels
+// (neither ink nor its soft edge) outside the pictures; blocks with no such
+// pixel take the colour of their surroundings, filled coarse-to-fine from a
+// pyramid of such means. Blocks within `flatten` levels of the local paper
+// colour then become exactly that colour (blending back to the block's own
+// over the next `flatten` levels), so that an empty area costs the JPEG
+// coder almost nothing while tints, shadows and coloured boxes stay.
 #ifndef TAVRIN_APP_BACKGROUND_H
 #define TAVRIN_APP_BACKGROUND_H
 
-#include <array>
-#include <cstdint>
 #include <vector>
 
-#include "pipeline/ink_levels.h"
+#include "pipeline/local_levels.h"
 #include "pipeline/page.h"
+#include "pipeline/paper.h"
+#include "pipeline/rect.h"
 
 namespace tavrin {
 
-// Each factor x factor block becomes the mean of its pixels that are not
-// ink; blocks that are all ink take the colour of their surroundings
-// (filled coarse-to-fine from a pyramid of such means). A block of plain
-// paper thus stays paper, and a letter on a tinted box leaves the tint.
-Page buildBackground(const Page& page, const InkBands& ink, int factor);
+// 1 for the page pixels that may show in a background: not ink, not next to
+// ink, and no darker than `tolerance` below their local background (the
+// soft edge of a letter is).
+Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& levels, int tolerance);
 
-// Mean colour (channels of the page) of the pixels of each ink band.
-struct BandColours {
-    std::vector<std::array<uint8_t, 3>> colour;  // per band
-    std::vector<uint64_t> pixels;                // per band
-};
-BandColours measureBandColours(const Page& page, const InkBands& ink);
+// The background of `area` (page pixels; the whole page for the page's
+// background, a picture's box for a drawing) from the `usable` pixels
+// outside `excluded`.
+Page buildBackground(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& area,
+                     int factor, const PaperMap& paper, int flatten);
 
 }  // namespace tavrin
 

@@ -19,29 +19,27 @@ std::unique_ptr<uint8_t[]> scratch(size_t bytes) {
     return std::unique_ptr<uint8_t[]>(new uint8_t[bytes]);
 }
 
+// The library's JPEG buffer is width * height * components bytes; below
+// this the headers alone may not fit.
+constexpr size_t kMinJpegBufferBytes = 16384;
+
+Page doubled(const Page& src) {
+    Page d = src;
+    d.width = src.width * 2;
+    d.height = src.height * 2;
+    d.dpiX *= 2, d.dpiY *= 2;
+    d.pixels.resize(d.pixelCount() * d.channels);
+    for (int y = 0; y < d.height; ++y)
+        for (int x = 0; x < d.width; ++x)
+            for (int c = 0; c < d.channels; ++c)
+                d.row(y)[size_t(x) * d.channels + c] = src.row(y / 2)[size_t(x / 2) * d.channels + c];
+    return d;
+}
+
 }  // namespace
 
 uint16_t resolutionField100(double dpi) {
     return uint16_t(std::clamp<long>(std::lround(dpi * 100.0), 1, 65535));
-}
-
-std::vector<uint8_t> packLayer(const Plane& band, int maxBand) {
-    const size_t rowBytes = (size_t(band.width) + 7) / 8;
-    std::vector<uint8_t> packed(rowBytes * band.height, 0);
-#pragma omp parallel for schedule(static)
-    for (int y = 0; y < band.height; ++y) {
-        const uint8_t* b = band.row(y);
-        uint8_t* d = packed.data() + rowBytes * y;
-        int x = 0;
-        for (; x + 8 <= band.width; x += 8) {
-            unsigned byte = 0;
-            for (int k = 0; k < 8; ++k) byte = byte << 1 | unsigned(b[x + k] <= maxBand);
-            d[x >> 3] = uint8_t(byte);
-        }
-        for (; x < band.width; ++x)
-            if (b[x] <= maxBand) d[x >> 3] |= uint8_t(0x80 >> (x & 7));
-    }
-    return packed;
 }
 
 size_t mmrWorstCaseBytes(int width, int height) {
@@ -91,6 +89,23 @@ std::string encodeJpeg(const Page& image, int quality, int chromaOffset, int sam
     throw AppError(kExitFailure, what + ": JPEG encoding failed (Tavrin_MakeJPGStream returned " +
                                      std::to_string(status) +
                                      (status == 11 ? ", a libjpeg error" : ", not a libjpeg error") + ")");
+}
+
+EncodedImage encodeImage(const Page& image, int quality, const JpegSettings& s, const std::string& what) {
+    Page big;
+    const Page* src = &image;
+    while (src->pixelCount() * src->channels < kMinJpegBufferBytes) big = doubled(*src), src = &big;
+    EncodedImage e;
+    e.width = src->width;
+    e.height = src->height;
+    e.channels = src->channels;
+    e.data = encodeJpeg(*src, quality, s.chromaOffset, s.sampling, what, &e.quality);
+    e.jpegBytes = e.data.size();
+    if (s.flate) {
+        e.data = wrapFlate(e.data, what);
+        e.flate = true;
+    }
+    return e;
 }
 
 std::string wrapFlate(const std::string& jpeg, const std::string& what) {

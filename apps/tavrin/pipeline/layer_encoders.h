@@ -8,13 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "pipeline/encoded_page.h"
 #include "pipeline/page.h"
 
 namespace tavrin {
-
-// Packed bi-level rows ((width + 7) / 8 bytes, most significant bit first,
-// set bit = black) of the pixels whose band is at most `maxBand`.
-std::vector<uint8_t> packLayer(const Plane& band, int maxBand);
 
 // Largest T.6 stream a width x height image can produce, per row: a
 // vertical-mode code is at most 7 bits and codes at least one pixel; a
@@ -36,6 +33,18 @@ std::string encodeMmr(std::vector<uint8_t>& packed, int width, int height, uint1
 // quality is lowered in steps of 10 and `usedQuality` tells what was used.
 std::string encodeJpeg(const Page& image, int quality, int chromaOffset, int sampling,
                        const std::string& what, int* usedQuality);
+
+struct JpegSettings {
+    int chromaOffset = 0;  // chrominance quality = quality + offset
+    int sampling = 0;      // Tavrin_MakeJPGStream's sampling mode
+    bool flate = false;    // wrap the stream in Flate
+};
+
+// An image as a JPEG (through encodeJpeg, then wrapFlate when asked). An
+// image too small for the library's buffer to hold the JPEG headers is
+// enlarged by pixel repetition first; `width` and `height` tell the size
+// coded.
+EncodedImage encodeImage(const Page& image, int quality, const JpegSettings& settings, const std::string& what);
 
 // The JPEG stream wrapped in zlib (Flate) through Tavrin_jpgToflate, with
 // room for zlib's own worst case.

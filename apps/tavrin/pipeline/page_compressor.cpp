@@ -4,29 +4,21 @@
 #include <cmath>
 
 #include "pipeline/background.h"
-#include "pipeline/ink_levels.h"
 #include "pipeline/layer_encoders.h"
+#include "pipeline/local_levels.h"
+#include "pipeline/page_measures.h"
 
 namespace tavrin {
 
 namespace {
 
-// The library's JPEG buffer is width * height * components bytes; below
-// this the headers alone may not fit, so tiny backgrounds are enlarged.
-constexpr size_t kMinBackgroundBytes = 16384;
+// Darker than the local background by more than this: part of a letter's
+// soft edge, not background.
+constexpr int kMinSoftEdge = 10;
+constexpr double kSoftEdgeNoises = 3;
 
-Page enlarge(const Page& src) {
-    Page d = src;
-    d.width = src.width * 2;
-    d.height = src.height * 2;
-    d.dpiX *= 2, d.dpiY *= 2;
-    d.pixels.resize(d.pixelCount() * d.channels);
-    for (int y = 0; y < d.height; ++y)
-        for (int x = 0; x < d.width; ++x)
-            for (int c = 0; c < d.channels; ++c)
-                d.row(y)[size_t(x) * d.channels + c] = src.row(y / 2)[size_t(x / 2) * d.channels + c];
-    return d;
-}
+// A drawing kept in layers: its lines in the masks over its fills.
+bool layered(PictureKind kind, const CompressSettings& s) { return kind == kGraphic && s.layeredGraphics; }
 
 }  // namespace
 
@@ -39,48 +31,62 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     PageReport local;
     PageReport& rep = report ? *report : local;
     rep.rawBytes = page.pixelCount() * page.channels;
+    const double dpi = page.dpiX > 0 ? page.dpiX : 300;
     const Plane gray = grayOf(page);
-    std::vector<Rect> pictures;
+    const PageMeasures measures = measurePage(page, gray);
+    const PaperMap& paper = measures.paper;
+    const LocalLevels& levels = measures.levels;
+    std::vector<Rect> pictures, photos;
     if (s.detectPictures) {
-        rep.detection = detector.run(gray, page.dpiX, s.detect, tables, label);
+        rep.detection = detector.run(page, gray, dpi, s.detect, tables, label, &measures);
         rep.detectionRan = true;
         pictures = rep.detection.regions;
+        for (size_t i = 0; i < pictures.size(); ++i)
+            if (!layered(rep.detection.kinds[i], s)) photos.push_back(pictures[i]);
     }
-    const InkBands ink = splitInk(gray, page.dpiX, s.inkLevels, s.minContrast, pictures);
+    // The ink of a drawing stays on as text masks; a photograph keeps all of itself.
+    const TextLayer text = buildTextLayer(page, gray, levels, photos, s.text);
 
     EncodedPage out;
     out.width = page.width;
     out.height = page.height;
     out.dpiX = page.dpiX;
     out.dpiY = page.dpiY;
+    const JpegSettings jpeg{s.chromaOffset, s.sampling, s.flate};
 
-    rep.backgroundFactor = backgroundFactor(page.dpiX, s.backgroundDpi);
-    Page bg = buildBackground(page, ink, rep.backgroundFactor);
-    while (bg.pixelCount() * bg.channels < kMinBackgroundBytes) bg = enlarge(bg);
-    out.backgroundWidth = bg.width;
-    out.backgroundHeight = bg.height;
-    out.backgroundChannels = bg.channels;
-    const int quality = s.quality > 0 ? s.quality : pictures.empty() ? kQualityPaperOnly : kQualityWithPictures;
-    out.background = encodeJpeg(bg, quality, s.chromaOffset, s.sampling, label + ": background",
-                                &out.backgroundQuality);
-    out.backgroundJpegBytes = out.background.size();
-    if (s.flate) {
-        out.background = wrapFlate(out.background, label + ": background");
-        out.backgroundFlate = true;
+    rep.backgroundFactor = backgroundFactor(dpi, s.backgroundDpi);
+    const Rect wholePage{0, 0, page.width - 1, page.height - 1};
+    const Plane usable =
+        backgroundPixels(gray, text.pageInk, levels, std::max(kMinSoftEdge, int(std::lround(kSoftEdgeNoises * paper.noise))));
+    const Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten);
+    out.background = encodeImage(bg, s.backgroundQuality, jpeg, label + ": background");
+    out.background.box = {0, 0, page.width - 1, page.height - 1};
+
+    for (size_t i = 0; i < pictures.size(); ++i) {
+        const Rect& box = pictures[i];
+        const std::string what = label + ": picture " + std::to_string(i + 1);
+        if (layered(rep.detection.kinds[i], s)) {
+            // The drawing's paper and fills; its lines are in the masks.
+            const int factor = backgroundFactor(dpi, std::max(s.picture.minDpi, 1.0));
+            EncodedImage image = encodeImage(buildBackground(page, usable, {}, box, factor, paper, s.flatten),
+                                             s.graphicQuality, jpeg, what);
+            image.box = box;
+            out.pictures.push_back(std::move(image));
+        } else {
+            out.pictures.push_back(encodePicture(page, box, dpi, s.picture, jpeg, what));
+        }
     }
 
-    // Nested masks, lightest first: mask i covers bands 0..i and is painted
-    // in the mean colour of band i; the darker masks then cover their part.
-    const BandColours colours = measureBandColours(page, ink);
-    const uint16_t xr = resolutionField100(page.dpiX), yr = resolutionField100(page.dpiY);
-    for (int i = ink.count - 1; i >= 0; --i) {
-        if (colours.pixels[i] == 0) continue;
-        std::vector<uint8_t> packed = packLayer(ink.band, i);
+    const uint16_t xr = resolutionField100(text.dpiX), yr = resolutionField100(text.dpiY);
+    for (size_t i = 0; i < text.masks.size(); ++i) {
+        TextMask m = text.masks[i];
         EncodedLayer layer;
-        layer.mmr = encodeMmr(packed, page.width, page.height, xr, yr,
-                              label + ": foreground mask " + std::to_string(ink.count - i));
-        layer.colour = colours.colour[i];
-        layer.bandPixels = colours.pixels[i];
+        layer.mmr = encodeMmr(m.packed, text.width, text.height, xr, yr,
+                              label + ": text mask " + std::to_string(i + 1));
+        layer.width = text.width;
+        layer.height = text.height;
+        layer.colour = m.colour;
+        layer.pixels = m.pixels;
         out.layers.push_back(std::move(layer));
     }
     return out;

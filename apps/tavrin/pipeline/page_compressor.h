@@ -1,5 +1,8 @@
-// Compression of one page into its layers: picture detection, ink bands
-// (local threshold), background, and the library's encoders.
+// Compression of one page into its layers: the classifier and the library's
+// detector find the pictures; the text becomes bi-level masks, one per ink
+// colour; each picture becomes a JPEG of its own; what is left (paper,
+// tints, page furniture) becomes a low-resolution background with the
+// paper's noise flattened.
 #ifndef TAVRIN_APP_PAGE_COMPRESSOR_H
 #define TAVRIN_APP_PAGE_COMPRESSOR_H
 
@@ -9,19 +12,24 @@
 #include "pipeline/encoded_page.h"
 #include "pipeline/page.h"
 #include "pipeline/picture_detector.h"
+#include "pipeline/picture_layer.h"
+#include "pipeline/text_layer.h"
 
 namespace tavrin {
 
 struct CompressSettings {
     DetectSettings detect = defaultDetectSettings();
-    bool detectPictures = true;  // false: no picture regions (--no-detect)
-    double backgroundDpi = 100;  // reduced resolution of the background
-    int quality = 0;             // background JPEG quality; 0 = automatic (see below)
-    int chromaOffset = 0;        // chrominance quality = quality + offset
-    int sampling = 0;            // Tavrin_MakeJPGStream sampling mode (0: 4:2:0)
-    bool flate = false;          // wrap the background JPEG in Flate
-    int inkLevels = 3;           // foreground masks (gray levels of ink)
-    int minContrast = 50;        // paper-to-ink contrast below which a block holds no ink
+    bool detectPictures = true;   // false: no picture regions (--no-detect)
+    TextSettings text;            // masks: resolution, colours, contrast
+    double backgroundDpi = 50;    // resolution of the background
+    int backgroundQuality = 30;   // its JPEG quality
+    int flatten = 10;             // levels from the paper that become paper
+    PictureSettings picture;      // photographs: resolution and fidelity
+    bool layeredGraphics = true;  // drawings as masks over their fills (else coded as photographs)
+    int graphicQuality = 60;      // JPEG quality of a drawing's fills
+    int chromaOffset = 0;         // chrominance quality = quality + offset
+    int sampling = 0;             // Tavrin_MakeJPGStream sampling mode (0: 4:2:0)
+    bool flate = false;           // wrap the JPEG streams in Flate
 };
 
 struct PageReport {
@@ -30,12 +38,6 @@ struct PageReport {
     int backgroundFactor = 1;
     size_t rawBytes = 0;          // width * height * channels of the page
 };
-
-// Automatic background quality: a page with picture regions gets 50 (the
-// background then carries photographs), any other page 30 (paper and the
-// soft fringe of the text only).
-constexpr int kQualityWithPictures = 50;
-constexpr int kQualityPaperOnly = 30;
 
 // Background reduction factor: the integer nearest to page dpi /
 // background dpi, at least 1.

@@ -52,57 +52,76 @@ PdfWriter::PdfWriter() : pdf_(new QPDF) {
 
 PdfWriter::~PdfWriter() = default;
 
+namespace {
+
+// A JPEG image XObject (gray or RGB), smoothed when a reader enlarges it.
+QOH jpegImage(QPDF& pdf, const EncodedImage& image) {
+    const QOH dct = name("/DCTDecode");
+    return imageStream(pdf,
+                       {{"/Type", name("/XObject")},
+                        {"/Subtype", name("/Image")},
+                        {"/Width", integer(image.width)},
+                        {"/Height", integer(image.height)},
+                        {"/ColorSpace", name(image.channels == 3 ? "/DeviceRGB" : "/DeviceGray")},
+                        {"/BitsPerComponent", integer(8)},
+                        {"/Interpolate", QOH::newBool(true)}},
+                       image.data, image.flate ? QOH::newArray({name("/FlateDecode"), dct}) : dct,
+                       QOH::newNull());
+}
+
+// T.6 bits: a decoded black pixel is 0 (/BlackIs1 false), and an image mask
+// paints where its sample is 0 (default /Decode [0 1]).
+QOH maskImage(QPDF& pdf, const EncodedLayer& layer) {
+    QOH parms = QOH::newDictionary();
+    parms.replaceKey("/K", integer(-1));
+    parms.replaceKey("/Columns", integer(layer.width));
+    parms.replaceKey("/Rows", integer(layer.height));
+    parms.replaceKey("/BlackIs1", QOH::newBool(false));
+    return imageStream(pdf,
+                       {{"/Type", name("/XObject")},
+                        {"/Subtype", name("/Image")},
+                        {"/Width", integer(layer.width)},
+                        {"/Height", integer(layer.height)},
+                        {"/ImageMask", QOH::newBool(true)},
+                        {"/BitsPerComponent", integer(1)}},
+                       layer.mmr, name("/CCITTFaxDecode"), parms);
+}
+
+}  // namespace
+
 void PdfWriter::addPage(const EncodedPage& page) {
     QPDF& pdf = *pdf_;
-    const double wPt = page.width * 72.0 / page.dpiX, hPt = page.height * 72.0 / page.dpiY;
+    const double sx = 72.0 / page.dpiX, sy = 72.0 / page.dpiY;
+    const double wPt = page.width * sx, hPt = page.height * sy;
     QOH xobjects = QOH::newDictionary();
     std::ostringstream content;
-    const std::vector<QOH> fullPage = {real(wPt), integer(0), integer(0), real(hPt), integer(0), integer(0)};
-
-    const QOH dct = name("/DCTDecode");
-    const QOH bgFilter = page.backgroundFlate ? QOH::newArray({name("/FlateDecode"), dct}) : dct;
-    const QOH bg = imageStream(
-        pdf,
-        {{"/Type", name("/XObject")},
-         {"/Subtype", name("/Image")},
-         {"/Width", integer(page.backgroundWidth)},
-         {"/Height", integer(page.backgroundHeight)},
-         {"/ColorSpace", name(page.backgroundChannels == 3 ? "/DeviceRGB" : "/DeviceGray")},
-         {"/BitsPerComponent", integer(8)},
-         {"/Interpolate", QOH::newBool(true)}},  // smooth when drawn at page size
-        page.background, bgFilter, QOH::newNull());
-    xobjects.replaceKey("/Bg", bg);
-    operation(content, {}, "q");
-    operation(content, fullPage, "cm");
-    operation(content, {name("/Bg")}, "Do");
-    operation(content, {}, "Q");
-
-    int index = 0;
-    for (const EncodedLayer& layer : page.layers) {
-        // T.6 bits: a decoded black pixel is 0 (/BlackIs1 false), and an
-        // image mask paints where its sample is 0 (default /Decode [0 1]).
-        QOH parms = QOH::newDictionary();
-        parms.replaceKey("/K", integer(-1));
-        parms.replaceKey("/Columns", integer(page.width));
-        parms.replaceKey("/Rows", integer(page.height));
-        parms.replaceKey("/BlackIs1", QOH::newBool(false));
-        const QOH mask = imageStream(pdf,
-                                     {{"/Type", name("/XObject")},
-                                      {"/Subtype", name("/Image")},
-                                      {"/Width", integer(page.width)},
-                                      {"/Height", integer(page.height)},
-                                      {"/ImageMask", QOH::newBool(true)},
-                                      {"/BitsPerComponent", integer(1)}},
-                                     layer.mmr, name("/CCITTFaxDecode"), parms);
-        const std::string key = "/Fg" + std::to_string(index++);
-        xobjects.replaceKey(key, mask);
+    // Draws XObject `key` over `box` (page pixels; PDF's y axis points up).
+    const auto draw = [&](const std::string& key, const Rect& box) {
         operation(content, {}, "q");
+        operation(content,
+                  {real(box.width() * sx), integer(0), integer(0), real(box.height() * sy), real(box.x0 * sx),
+                   real((page.height - 1 - box.y1) * sy)},
+                  "cm");
+        operation(content, {name(key.c_str())}, "Do");
+        operation(content, {}, "Q");
+    };
+    const Rect wholePage{0, 0, page.width - 1, page.height - 1};
+
+    xobjects.replaceKey("/Bg", jpegImage(pdf, page.background));
+    draw("/Bg", wholePage);
+    for (size_t i = 0; i < page.pictures.size(); ++i) {
+        const std::string key = "/Im" + std::to_string(i);
+        xobjects.replaceKey(key, jpegImage(pdf, page.pictures[i]));
+        draw(key, page.pictures[i].box);
+    }
+    for (size_t i = 0; i < page.layers.size(); ++i) {
+        const EncodedLayer& layer = page.layers[i];
+        const std::string key = "/Fg" + std::to_string(i);
+        xobjects.replaceKey(key, maskImage(pdf, layer));
         operation(content,
                   {real(layer.colour[0] / 255.0), real(layer.colour[1] / 255.0), real(layer.colour[2] / 255.0)},
                   "rg");
-        operation(content, fullPage, "cm");
-        operation(content, {QOH::newName(key)}, "Do");
-        operation(content, {}, "Q");
+        draw(key, wholePage);
     }
 
     QOH resources = QOH::newDictionary();

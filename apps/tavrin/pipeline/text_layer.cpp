@@ -1,0 +1,188 @@
+#include "pipeline/text_layer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pipeline/components.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr double kSpeckArea300 = 3;       // largest speck, pixels at 300 dpi
+constexpr double kNewColourDistance = 80;  // RGB distance that opens a new cluster
+constexpr double kMinClusterShare = 0.01;  // of all ink, for a cluster of its own
+
+// Thresholds per level cell: the middle between background and ink where
+// the contrast is real, else 0 (nothing is darker than 0).
+Plane cellThresholds(const LocalLevels& L, int minContrast) {
+    Plane t(L.background.width, L.background.height);
+    for (size_t i = 0; i < t.data.size(); ++i) {
+        const int b = L.background.data[i], k = L.ink.data[i];
+        t.data[i] = b - k >= minContrast ? uint8_t((b + k + 1) / 2) : 0;
+    }
+    return t;
+}
+
+// A pixel that differs from both neighbours along a row (or a column) while
+// a neighbour across agrees with them is a notch or a burr on an edge: noise
+// that costs the T.6 coder two short runs and carries no shape. A thin line
+// one pixel wide keeps its pixels: its neighbours across differ from them.
+void smoothEdges(Plane& mask) {
+    const int w = mask.width, h = mask.height;
+    if (w < 3 || h < 3) return;
+    const Plane in = mask;
+#pragma omp parallel for schedule(static)
+    for (int y = 1; y < h - 1; ++y) {
+        const uint8_t* up = in.row(y - 1);
+        const uint8_t* mid = in.row(y);
+        const uint8_t* down = in.row(y + 1);
+        uint8_t* out = mask.row(y);
+        for (int x = 1; x < w - 1; ++x) {
+            // 0/1 values: == is 1 - (a ^ b); written without branches.
+            const uint8_t p = mid[x], l = mid[x - 1], r = mid[x + 1], u = up[x], d = down[x];
+            const uint8_t burrAlongRow = uint8_t((1 ^ l ^ r) & (p ^ l) & ((u ^ p) | (d ^ p)));
+            const uint8_t burrDownColumn = uint8_t((1 ^ u ^ d) & (p ^ u) & ((l ^ p) | (r ^ p)));
+            out[x] = uint8_t(p ^ (burrAlongRow | burrDownColumn));
+        }
+    }
+}
+
+struct Cluster {
+    double rgb[3] = {};
+    double weight = 0;
+};
+
+double distance2(const double* a, const double* b) {
+    double d = 0;
+    for (int k = 0; k < 3; ++k) d += (a[k] - b[k]) * (a[k] - b[k]);
+    return d;
+}
+
+}  // namespace
+
+TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels,
+                         const std::vector<Rect>& pictures, const TextSettings& settings) {
+    TextLayer out;
+    const double pageDpi = page.dpiX > 0 ? page.dpiX : 300;
+    const double scale = std::min(1.0, settings.maskDpi / pageDpi);
+    out.width = std::max(1, int(std::lround(page.width * scale)));
+    out.height = std::max(1, int(std::lround(page.height * scale)));
+    const double sx = double(out.width) / page.width, sy = double(out.height) / page.height;
+    out.dpiX = pageDpi * sx;
+    out.dpiY = (page.dpiY > 0 ? page.dpiY : pageDpi) * sy;
+    const bool full = out.width == page.width && out.height == page.height;
+    const Plane resampled = full ? Plane() : resizePlane(gray, out.width, out.height);
+    const Plane& g = full ? gray : resampled;
+
+    // Mask-pixel column -> level cell column, once per column.
+    const Plane thresholds = cellThresholds(levels, settings.minContrast);
+    std::vector<int> cellX(out.width);
+    for (int x = 0; x < out.width; ++x)
+        cellX[x] = std::min(thresholds.width - 1, int((x + 0.5) / sx) / levels.cell);
+    Plane mask(out.width, out.height);
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < out.height; ++y) {
+        const uint8_t* t = thresholds.row(std::min(thresholds.height - 1, int((y + 0.5) / sy) / levels.cell));
+        const uint8_t* s = g.row(y);
+        uint8_t* m = mask.row(y);
+        for (int x = 0; x < out.width; ++x) m[x] = s[x] < t[cellX[x]];
+    }
+    smoothEdges(mask);
+    for (const Rect& r : pictures) {
+        const Rect c = Rect{int(r.x0 * sx), int(r.y0 * sy), int(std::ceil((r.x1 + 1) * sx)) - 1,
+                            int(std::ceil((r.y1 + 1) * sy)) - 1}
+                           .intersect({0, 0, out.width - 1, out.height - 1});
+        for (int y = c.y0; y <= c.y1; ++y) std::fill(mask.row(y) + c.x0, mask.row(y) + c.x1 + 1, uint8_t(0));
+    }
+
+    // Components: drop specks, measure colours.
+    const Components comps = findComponents(mask);
+    const double speck = kSpeckArea300 * (out.dpiX / 300) * (out.dpiY / 300);
+    std::vector<std::array<double, 4>> colour(comps.count, {0, 0, 0, 0});  // weighted r, g, b, weight
+    for (const Run& r : comps.runs) {
+        if (comps.area[r.component] <= speck) continue;
+        const int py = std::min(page.height - 1, int((r.y + 0.5) / sy));
+        const uint8_t* prow = page.row(py);
+        const uint8_t* grow = g.row(r.y);
+        const uint8_t* trow = thresholds.row(std::min(thresholds.height - 1, py / levels.cell));
+        std::array<double, 4>& c = colour[r.component];
+        for (int x = r.x0; x <= r.x1; ++x) {
+            const int px = std::min(page.width - 1, int((x + 0.5) / sx));
+            const double depth = std::max(0, int(trow[cellX[x]]) - int(grow[x]));
+            const double w = 1.0 + depth * depth;  // the dark core decides, not the soft edge
+            for (int k = 0; k < 3; ++k) c[k] += w * prow[size_t(px) * page.channels + (page.channels == 3 ? k : 0)];
+            c[3] += w;
+        }
+    }
+
+    // Greedy clusters, most ink first.
+    std::vector<int> order;
+    for (int i = 0; i < comps.count; ++i)
+        if (colour[i][3] > 0) order.push_back(i);
+    std::sort(order.begin(), order.end(), [&](int a, int b) { return comps.area[a] > comps.area[b]; });
+    int64_t inkTotal = 0;
+    for (int i : order) inkTotal += comps.area[i];
+    std::vector<Cluster> clusters;
+    std::vector<int> clusterOf(comps.count, -1);
+    for (int i : order) {
+        double rgb[3];
+        for (int k = 0; k < 3; ++k) rgb[k] = colour[i][k] / colour[i][3];
+        int best = -1;
+        double bestD = 1e18;
+        for (size_t c = 0; c < clusters.size(); ++c) {
+            const double d = distance2(rgb, clusters[c].rgb);
+            if (d < bestD) bestD = d, best = int(c);
+        }
+        if (int(clusters.size()) < settings.maxColours && (best < 0 || bestD > kNewColourDistance * kNewColourDistance)) {
+            clusters.emplace_back();
+            best = int(clusters.size()) - 1;
+        }
+        if (best < 0) continue;  // no mask at all (maxColours 0)
+        clusterOf[i] = best;
+        Cluster& c = clusters[best];
+        const double w = double(comps.area[i]);
+        for (int k = 0; k < 3; ++k) c.rgb[k] = (c.rgb[k] * c.weight + rgb[k] * w) / (c.weight + w);
+        c.weight += w;
+    }
+    // Clusters too small to earn a mask of their own join the nearest big one.
+    std::vector<int> target(clusters.size());
+    for (size_t c = 0; c < clusters.size(); ++c) {
+        target[c] = int(c);
+        if (clusters[c].weight >= kMinClusterShare * inkTotal) continue;
+        double bestD = 1e18;
+        for (size_t o = 0; o < clusters.size(); ++o)
+            if (o != c && clusters[o].weight >= kMinClusterShare * inkTotal &&
+                distance2(clusters[c].rgb, clusters[o].rgb) < bestD)
+                bestD = distance2(clusters[c].rgb, clusters[o].rgb), target[c] = int(o);
+    }
+
+    const size_t rowBytes = (size_t(out.width) + 7) / 8;
+    std::vector<int> maskOf(clusters.size(), -1);
+    for (size_t c = 0; c < clusters.size(); ++c) {
+        if (target[c] != int(c)) continue;
+        maskOf[c] = int(out.masks.size());
+        TextMask m;
+        m.packed.assign(rowBytes * out.height, 0);
+        for (int k = 0; k < 3; ++k) m.colour[k] = uint8_t(std::clamp(std::lround(clusters[c].rgb[k]), 0l, 255l));
+        out.masks.push_back(std::move(m));
+    }
+    out.pageInk = Plane(page.width, page.height, 0);
+    for (const Run& r : comps.runs) {
+        const int c = clusterOf[r.component];
+        if (c < 0 || comps.area[r.component] <= speck) continue;
+        TextMask& m = out.masks[maskOf[target[c]]];
+        uint8_t* row = m.packed.data() + rowBytes * r.y;
+        for (int x = r.x0; x <= r.x1; ++x) row[x >> 3] |= uint8_t(0x80 >> (x & 7));
+        m.pixels += r.x1 - r.x0 + 1;
+        // The page pixels under the run.
+        const int py0 = int(r.y / sy), py1 = std::min(page.height - 1, int(std::ceil((r.y + 1) / sy)) - 1);
+        const int px0 = int(r.x0 / sx), px1 = std::min(page.width - 1, int(std::ceil((r.x1 + 1) / sx)) - 1);
+        for (int py = py0; py <= py1; ++py) std::fill(out.pageInk.row(py) + px0, out.pageInk.row(py) + px1 + 1, uint8_t(1));
+    }
+    std::stable_sort(out.masks.begin(), out.masks.end(),
+                     [](const TextMask& a, const TextMask& b) { return a.pixels > b.pixels; });
+    return out;
+}
+
+}  // namespace tavrin
