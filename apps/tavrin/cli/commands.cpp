@@ -46,6 +46,34 @@ std::string rectText(const Rect& r) {
            std::to_string(r.height());
 }
 
+std::string imageText(const EncodedImage& e) {
+    std::string t = std::to_string(e.width) + " x " + std::to_string(e.height) + " pixels, JPEG quality " +
+                    std::to_string(e.quality);
+    if (e.flate) t += ", Flate-wrapped from " + std::to_string(e.jpegBytes) + " bytes";
+    return t + ": " + std::to_string(e.data.size()) + " bytes";
+}
+
+void explainPage(const std::string& label, const Page& page, const PageReport& rep, const EncodedPage& enc) {
+    std::printf("%s: %d x %d pixels, %g x %g dpi, %s\n", label.c_str(), page.width, page.height, page.dpiX,
+                page.dpiY, page.channels == 3 ? "colour" : "gray");
+    if (!rep.detectionRan) std::printf("  pictures: detection off\n");
+    if (rep.detectionRan)
+        std::printf("  pictures: %zu region%s, %s of the page\n", enc.pictures.size(),
+                    enc.pictures.size() == 1 ? "" : "s", percent(rep.detection.coverage).c_str());
+    for (const EncodedImage& p : enc.pictures)
+        std::printf("    %s: %s\n", rectText(p.box).c_str(), imageText(p).c_str());
+    std::printf("  background (1/%d): %s\n", rep.backgroundFactor, imageText(enc.background).c_str());
+    size_t text = 0;
+    for (const EncodedLayer& l : enc.layers) text += l.mmr.size();
+    std::printf("  text: %zu mask%s, %zu bytes\n", enc.layers.size(), enc.layers.size() == 1 ? "" : "s", text);
+    for (const EncodedLayer& l : enc.layers)
+        std::printf("    colour #%02x%02x%02x, %d x %d, %llu pixels: %zu bytes\n", l.colour[0], l.colour[1],
+                    l.colour[2], l.width, l.height, static_cast<unsigned long long>(l.pixels), l.mmr.size());
+    std::printf("  streams: %zu bytes = %s of the %zu raw bytes (1:%.0f)\n", enc.bytes(),
+                percent(double(enc.bytes()) / rep.rawBytes).c_str(), rep.rawBytes,
+                double(rep.rawBytes) / double(enc.bytes()));
+}
+
 // qpdf assembles the document in memory; it reaches the disk only whole.
 void writePdf(DocumentCompressor& document, const std::string& path) {
     AtomicOutput out(path);
@@ -139,7 +167,7 @@ int runCompress(const Options& o) {
     { AtomicOutput probe(output); }  // refuse an unwritable output before the work is done
 
     Progress progress(count);
-    size_t rawTotal = 0, streamTotal = 0;
+    size_t rawTotal = 0;
     Page page;
     int pagesDone = 0;
     for (int n = 1; reader->next(page); ++n) {
@@ -148,35 +176,8 @@ int runCompress(const Options& o) {
         const EncodedPage& enc = done.encoded;
         const PageReport& rep = done.report;
         if (rep.detectionRan) reducedNote(label, page, rep.detection);
-        size_t fg = 0;
-        for (const EncodedLayer& l : enc.layers) fg += l.mmr.size();
         rawTotal += rep.rawBytes;
-        streamTotal += fg + enc.background.size();
-        if (o.explain) {
-            std::printf("%s: %d x %d pixels, %g x %g dpi, %s\n", label.c_str(), page.width, page.height, page.dpiX,
-                        page.dpiY, page.channels == 3 ? "colour" : "gray");
-            if (rep.detectionRan) {
-                std::printf("  pictures: %zu region%s, %s of the page\n", rep.detection.regions.size(),
-                            rep.detection.regions.size() == 1 ? "" : "s", percent(rep.detection.coverage).c_str());
-                for (const Rect& g : rep.detection.regions) std::printf("    %s\n", rectText(g).c_str());
-            } else {
-                std::printf("  pictures: detection off\n");
-            }
-            std::printf("  background: %d x %d pixels (1/%d), JPEG quality %d%s: %zu bytes\n", enc.backgroundWidth,
-                        enc.backgroundHeight, rep.backgroundFactor, enc.backgroundQuality,
-                        enc.backgroundFlate ? (", Flate-wrapped from " + std::to_string(enc.backgroundJpegBytes) +
-                                               " bytes").c_str()
-                                            : "",
-                        enc.background.size());
-            std::printf("  foreground: %zu mask%s, %zu bytes\n", enc.layers.size(), enc.layers.size() == 1 ? "" : "s",
-                        fg);
-            for (const EncodedLayer& l : enc.layers)
-                std::printf("    colour #%02x%02x%02x, %llu pixels: %zu bytes\n", l.colour[0], l.colour[1],
-                            l.colour[2], static_cast<unsigned long long>(l.bandPixels), l.mmr.size());
-            std::printf("  streams: %zu bytes = %s of the %zu raw bytes (1:%.0f)\n", fg + enc.background.size(),
-                        percent(double(fg + enc.background.size()) / rep.rawBytes).c_str(), rep.rawBytes,
-                        double(rep.rawBytes) / double(fg + enc.background.size()));
-        }
+        if (o.explain) explainPage(label, page, rep, enc);
         pagesDone = n;
         progress.update(n);
     }
@@ -188,7 +189,6 @@ int runCompress(const Options& o) {
                     pagesDone == 1 ? "" : "s", size, percent(double(size) / double(rawTotal)).c_str(), rawTotal,
                     file.c_str());
     }
-    (void)streamTotal;
     return kExitOk;
 }
 

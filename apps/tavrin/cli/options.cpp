@@ -10,7 +10,6 @@
 #include <sstream>
 
 #include "pipeline/app_error.h"
-#include "pipeline/ink_levels.h"
 
 namespace tavrin {
 
@@ -97,8 +96,23 @@ std::map<std::string, Setter> tunables(Command cmd) {
         t["bg-dpi"] = [](Options& o, const std::string& n, const std::string& v) {
             o.settings.backgroundDpi = parseReal(n, v, 10, 1200);
         };
-        t["quality"] = [](Options& o, const std::string& n, const std::string& v) {
-            o.settings.quality = parseInt(n, v, 1, 100);
+        t["bg-quality"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.backgroundQuality = parseInt(n, v, 1, 100);
+        };
+        t["flatten"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.flatten = parseInt(n, v, 0, 255);
+        };
+        t["picture-dpi"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.picture.minDpi = parseReal(n, v, 10, 1200);
+        };
+        t["picture-quality"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.picture.quality = parseInt(n, v, 0, 100);
+        };
+        t["picture-psnr"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.picture.targetPsnr = parseReal(n, v, 10, 60);
+        };
+        t["mask-dpi"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.text.maskDpi = parseReal(n, v, 50, 1200);
         };
         t["chroma-offset"] = [](Options& o, const std::string& n, const std::string& v) {
             o.settings.chromaOffset = parseInt(n, v, -99, 99);
@@ -109,17 +123,35 @@ std::map<std::string, Setter> tunables(Command cmd) {
         t["flate"] = [](Options& o, const std::string& n, const std::string& v) {
             o.settings.flate = parseBool(n, v);
         };
-        t["levels"] = [](Options& o, const std::string& n, const std::string& v) {
-            o.settings.inkLevels = parseInt(n, v, 1, kMaxInkLevels);
+        t["graphics"] = [](Options& o, const std::string& n, const std::string& v) {
+            if (v != "layers" && v != "image") throw usage(n + ": expected layers or image, got '" + v + "'");
+            o.settings.layeredGraphics = v == "layers";
+        };
+        t["colours"] = [](Options& o, const std::string& n, const std::string& v) {
+            o.settings.text.maxColours = parseInt(n, v, 1, 8);
         };
         t["min-contrast"] = [](Options& o, const std::string& n, const std::string& v) {
-            o.settings.minContrast = parseInt(n, v, 1, 255);
+            o.settings.text.minContrast = parseInt(n, v, 1, 255);
         };
         t["detect"] = [](Options& o, const std::string& n, const std::string& v) {
             o.settings.detectPictures = parseBool(n, v);
         };
     }
     return t;
+}
+
+// Presets: settings for other trade-offs, applied before a parameter file
+// and the options, which override them.
+const std::map<std::string, std::vector<std::pair<std::string, std::string>>>& presets() {
+    static const std::map<std::string, std::vector<std::pair<std::string, std::string>>> p = {
+        {"default", {}},
+        // Pictures close to the scan, at a larger file.
+        {"pictures", {{"picture-psnr", "38"}, {"picture-dpi", "200"}, {"bg-dpi", "75"}, {"bg-quality", "40"}}},
+        // The smallest file that still reads well.
+        {"archive",
+         {{"picture-psnr", "30"}, {"picture-dpi", "100"}, {"mask-dpi", "200"}, {"bg-dpi", "30"}, {"bg-quality", "25"}}},
+    };
+    return p;
 }
 
 std::string trim(const std::string& s) {
@@ -158,8 +190,15 @@ Options parseOptions(Command command, const std::vector<std::string>& args) {
     Options o;
     o.command = command;
     const auto t = tunables(command);
-    // A parameter file is applied first, so that options override it
-    // wherever they stand.
+    // A preset, then a parameter file, are applied first, so that options
+    // override them wherever they stand.
+    for (size_t i = 0; command == Command::Compress && i < args.size(); ++i)
+        if (args[i] == "--preset" || args[i].compare(0, 9, "--preset=") == 0) {
+            const std::string name = args[i].size() > 8 ? args[i].substr(9) : i + 1 < args.size() ? args[i + 1] : "";
+            const auto it = presets().find(name);
+            if (it == presets().end()) throw usage("--preset: expected default, pictures or archive, got '" + name + "'");
+            for (const auto& kv : it->second) t.at(kv.first)(o, "--preset " + name, kv.second);
+        }
     for (size_t i = 0; i < args.size(); ++i)
         if (args[i] == "--params") {
             if (i + 1 >= args.size()) throw usage("--params: missing file name");
@@ -192,7 +231,7 @@ Options parseOptions(Command command, const std::vector<std::string>& args) {
             const auto it = t.find(opt.substr(2));
             if (it != t.end()) {
                 it->second(o, opt, get());
-            } else if (opt == "--params") {
+            } else if (opt == "--params" || (opt == "--preset" && command == Command::Compress)) {
                 get();  // applied above
             } else if (opt == "--dpi") {
                 o.dpi = parseReal(opt, get(), 10, 10000);
