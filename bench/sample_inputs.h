@@ -1,6 +1,6 @@
 // The detector's inputs built from a real page the way the tavrin program
 // builds them: the page read by the program's reader, its gray plane, the
-// program's attribute map (half resolution) and its default detection
+// program's classifier's attribute map (half resolution) and its default detection
 // settings, handed to runDetectPict as the program hands them. Sizes other
 // than A4 are made from the bundled A4 page: A5 is its top half, A3 two
 // copies side by side, the 600-dpi A4 every pixel doubled.
@@ -16,7 +16,7 @@
 
 #include "cli/commands.h"
 #include "formats/page_reader.h"
-#include "pipeline/attribute_map.h"
+#include "pipeline/classifier.h"
 #include "pipeline/picture_detector.h"
 
 namespace bench_inputs {
@@ -85,17 +85,20 @@ struct DetectorInput {
         const tavrin::DetectSettings settings = tavrin::defaultDetectSettings();
         param = settings.record;
         labelPassMax = settings.labelPassMax;
-        attr = tavrin::buildAttributeMap(gray, 300.0);
+        tavrin::Page page;
+        page.width = gray.width, page.height = gray.height, page.channels = 1, page.dpiX = page.dpiY = 300;
+        page.pixels = gray.data;
+        attr = tavrin::classifyPage(page, gray, tavrin::measurePage(page, gray), 300.0).attributes;
         fg.stPageImg = ImgTavrin{gray.data.data(), uint16_t(gray.width), uint16_t(gray.height),
                                  30000, 30000, 0};
         fg.stAttrImg = ImgTavrin{attr.data.data(), uint16_t(attr.width), uint16_t(attr.height),
                                  15000, 15000, 0};
         fg.stTableData = ST_TABLEDATA{0, &noTable};
     }
-    // The program's call: P-attribute areas not added (mode 0).
+    // The program's call: picture-attribute areas join the candidates (mode 1).
     int run(uint8_t* work, int parallel) {
         char noDump[] = "";
-        return runDetectPict(&fg, work, 0, labelPassMax, &param, parallel, noDump);
+        return runDetectPict(&fg, work, 1, labelPassMax, &param, parallel, noDump);
     }
 };
 

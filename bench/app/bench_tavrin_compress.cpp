@@ -1,8 +1,7 @@
 // The tavrin compress run on an A4 page at 300 dpi, step by step: reading
-// the file, gray conversion, picture detection (attribute map and the
-// library's detector), ink bands, background, band colours, MMR masks,
-// background JPEG, PDF assembly; then the whole run in-process and as the
-// command a user types.
+// the file, gray conversion, paper and local levels, the classifier, picture
+// detection (classifier and the library's detector), the text layer, the
+// background, then the whole run in-process and as the command a user types.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -10,12 +9,12 @@
 
 #include "cli/commands.h"
 #include "formats/page_reader.h"
-#include "pipeline/attribute_map.h"
 #include "pipeline/background.h"
-#include "pipeline/ink_levels.h"
-#include "pipeline/layer_encoders.h"
+#include "pipeline/classifier.h"
 #include "pipeline/page_compressor.h"
+#include "pipeline/page_measures.h"
 #include "pipeline/pdf_writer.h"
+#include "pipeline/text_layer.h"
 
 using namespace tavrin;
 
@@ -38,9 +37,9 @@ struct Fixture {
     Plane gray = grayOf(page);
     CompressSettings settings;
     PictureDetector detector;
-    std::vector<Rect> pictures = detector.run(gray, page.dpiX, settings.detect, {}, "bench").regions;
-    InkBands ink = splitInk(gray, page.dpiX, settings.inkLevels, settings.minContrast, pictures);
-    Page background = buildBackground(page, ink, backgroundFactor(page.dpiX, settings.backgroundDpi));
+    PageMeasures measures = measurePage(page, gray);
+    std::vector<Rect> pictures = detector.run(page, gray, page.dpiX, settings.detect, {}, "bench").regions;
+    TextLayer text = buildTextLayer(page, gray, measures.levels, pictures, settings.text);
 };
 
 Fixture& fixture() {
@@ -55,52 +54,30 @@ void BM_2_GrayConversion(benchmark::State& s) {
     Fixture& f = fixture();
     for (auto _ : s) benchmark::DoNotOptimize(grayOf(f.page));
 }
-void BM_3a_AttributeMap(benchmark::State& s) {
+void BM_3_PaperAndLevels(benchmark::State& s) {
     Fixture& f = fixture();
-    for (auto _ : s) benchmark::DoNotOptimize(buildAttributeMap(f.gray, f.page.dpiX));
+    for (auto _ : s) {
+        benchmark::DoNotOptimize(measurePage(f.page, f.gray));
+    }
 }
-void BM_3b_PictureDetection(benchmark::State& s) {  // attribute map included
+void BM_4a_Classifier(benchmark::State& s) {
     Fixture& f = fixture();
-    for (auto _ : s) benchmark::DoNotOptimize(f.detector.run(f.gray, f.page.dpiX, f.settings.detect, {}, "bench"));
+    for (auto _ : s) benchmark::DoNotOptimize(classifyPage(f.page, f.gray, f.measures, f.page.dpiX));
 }
-void BM_4_InkBands(benchmark::State& s) {
+void BM_4b_PictureDetection(benchmark::State& s) {  // classifier included
     Fixture& f = fixture();
     for (auto _ : s)
-        benchmark::DoNotOptimize(splitInk(f.gray, f.page.dpiX, f.settings.inkLevels, f.settings.minContrast, f.pictures));
+        benchmark::DoNotOptimize(f.detector.run(f.page, f.gray, f.page.dpiX, f.settings.detect, {}, "bench"));
 }
-void BM_5_Background(benchmark::State& s) {
+void BM_5_TextLayer(benchmark::State& s) {
+    Fixture& f = fixture();
+    for (auto _ : s) benchmark::DoNotOptimize(buildTextLayer(f.page, f.gray, f.measures.levels, f.pictures, f.settings.text));
+}
+void BM_6_Background(benchmark::State& s) {
     Fixture& f = fixture();
     const int factor = backgroundFactor(f.page.dpiX, f.settings.backgroundDpi);
-    for (auto _ : s) benchmark::DoNotOptimize(buildBackground(f.page, f.ink, factor));
-}
-void BM_6_BandColours(benchmark::State& s) {
-    Fixture& f = fixture();
-    for (auto _ : s) benchmark::DoNotOptimize(measureBandColours(f.page, f.ink));
-}
-void BM_7_MmrMasks(benchmark::State& s) {  // packing and Tavrin_bwToMmr, three masks
-    Fixture& f = fixture();
-    size_t bytes = 0;
-    for (auto _ : s) {
-        bytes = 0;
-        for (int i = 0; i < f.ink.count; ++i) {
-            std::vector<uint8_t> packed = packLayer(f.ink.band, i);
-            bytes += encodeMmr(packed, f.page.width, f.page.height, 30000, 30000, "bench").size();
-        }
-    }
-    s.counters["bytes"] = double(bytes);
-}
-void BM_8_BackgroundJpeg(benchmark::State& s) {
-    Fixture& f = fixture();
-    for (auto _ : s) benchmark::DoNotOptimize(encodeJpeg(f.background, kQualityWithPictures, 0, 0, "bench", nullptr));
-}
-void BM_9_PdfAssembly(benchmark::State& s) {
-    Fixture& f = fixture();
-    const EncodedPage enc = compressPage(f.page, f.settings, f.detector, {}, "bench", nullptr);
-    for (auto _ : s) {
-        PdfWriter w;
-        w.addPage(enc);
-        benchmark::DoNotOptimize(w.toBytes());
-    }
+    for (auto _ : s)
+        benchmark::DoNotOptimize(buildBackground(f.page, f.text.pageInk, f.pictures, {0, 0, f.page.width - 1, f.page.height - 1}, factor, f.measures.paper, f.settings.flatten));
 }
 void wholeRun(benchmark::State& s, const std::string& path) {
     PictureDetector detector;
@@ -126,14 +103,11 @@ void BM_Command_SamplePage(benchmark::State& s) {  // process start, work buffer
 
 BENCHMARK(BM_1_ReadJpegPage)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_2_GrayConversion)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_3a_AttributeMap)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_3b_PictureDetection)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_4_InkBands)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_5_Background)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_6_BandColours)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_7_MmrMasks)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_8_BackgroundJpeg)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_9_PdfAssembly)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_3_PaperAndLevels)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_4a_Classifier)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_4b_PictureDetection)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_5_TextLayer)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_6_Background)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_WholeRun_SamplePage)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_WholeRun_TextPage)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Command_SamplePage)->Unit(benchmark::kMillisecond)->UseRealTime();

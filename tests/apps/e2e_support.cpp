@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -12,6 +13,7 @@
 #include <stdexcept>
 
 #include "formats/page_reader.h"
+#include "generated_pages.h"
 
 namespace e2e {
 
@@ -107,13 +109,14 @@ tavrin::Page render(const std::string& pdf, Reader reader, int dpi, bool colour,
     return p;
 }
 
-Metrics compare(const tavrin::Page& a, const tavrin::Page& b) {
+Metrics compare(const tavrin::Page& a, const tavrin::Page& b, tavrin::Rect area) {
     if (a.channels != b.channels) throw std::runtime_error("compare: channel counts differ");
-    const int w = std::min(a.width, b.width), h = std::min(a.height, b.height), ch = a.channels;
+    area = area.intersect({0, 0, std::min(a.width, b.width) - 1, std::min(a.height, b.height) - 1});
+    const int w = area.width(), h = area.height(), ch = a.channels;
     double absSum = 0, sqSum = 0;
-    for (int y = 0; y < h; ++y) {
-        const uint8_t* p = a.row(y);
-        const uint8_t* q = b.row(y);
+    for (int y = area.y0; y <= area.y1; ++y) {
+        const uint8_t* p = a.row(y) + size_t(area.x0) * ch;
+        const uint8_t* q = b.row(y) + size_t(area.x0) * ch;
         for (int i = 0; i < w * ch; ++i) {
             const double d = double(p[i]) - double(q[i]);
             absSum += std::fabs(d);
@@ -126,6 +129,39 @@ Metrics compare(const tavrin::Page& a, const tavrin::Page& b) {
     const double mse = sqSum / n;
     m.psnr = mse > 0 ? 10.0 * std::log10(255.0 * 255.0 / mse) : 99.0;
     return m;
+}
+
+std::string ocr(const tavrin::Page& page, const tavrin::Rect& area) {
+    if (!haveProgram("tesseract")) return "";
+    const std::string dir = scratchDir("ocr");
+    writePnm(tavrin::cropPage(page, area), dir + "/crop.pnm");
+    shell("OMP_THREAD_LIMIT=1 tesseract " + quote(dir + "/crop.pnm") + " " + quote(dir + "/text") +
+          " --dpi 300 -l eng >/dev/null 2>&1");
+    const std::string text = readFile(dir + "/text.txt");
+    shell("rm -rf " + quote(dir));
+    return text;
+}
+
+double characterErrorRate(const std::string& want, const std::string& got) {
+    const auto words = [](const std::string& s) {
+        std::istringstream in(s);
+        std::string w, out;
+        while (in >> w) out += (out.empty() ? "" : " ") + w;
+        return out;
+    };
+    const std::string a = words(want), b = words(got);
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t up = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+            diagonal = up;
+        }
+    }
+    return a.empty() ? 0.0 : double(row[b.size()]) / double(a.size());
 }
 
 namespace {

@@ -39,8 +39,16 @@ struct Metrics {
     double mae = 0;   // mean absolute error per sample
     double psnr = 0;  // dB over all samples (peak 255)
 };
-// Compares the overlapping area of two images of the same channel count.
-Metrics compare(const tavrin::Page& a, const tavrin::Page& b);
+// Compares two images of the same channel count over `area` (default: all
+// they share).
+Metrics compare(const tavrin::Page& a, const tavrin::Page& b, tavrin::Rect area = {0, 0, 1 << 30, 1 << 30});
+
+// What tesseract (English) reads in `area` of `page`; empty when tesseract
+// is missing.
+std::string ocr(const tavrin::Page& page, const tavrin::Rect& area);
+// Character error rate of `got` against `want`: edit distance over the
+// length of `want`, whitespace runs counted as one space.
+double characterErrorRate(const std::string& want, const std::string& got);
 
 tavrin::Page readPage(const std::string& path);
 

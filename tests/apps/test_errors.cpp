@@ -79,16 +79,17 @@ TEST(ErrorsE2E, UnsupportedAndDamagedImages) {
 TEST(ErrorsE2E, BadOptionValues) {
     const std::string dir = scratchDir("err-options");
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{"compress", "--quality", "0"}, "--quality: expected a whole number from 1 to 100, got '0'"},
-        {{"compress", "--quality", "abc"}, "--quality: expected a whole number from 1 to 100, got 'abc'"},
+        {{"compress", "--bg-quality", "0"}, "--bg-quality: expected a whole number from 1 to 100, got '0'"},
+        {{"compress", "--picture-psnr", "abc"}, "--picture-psnr: expected a number from 10 to 60, got 'abc'"},
         {{"compress", "--bg-dpi", "5"}, "--bg-dpi: expected a number from 10 to 1200, got '5'"},
         {{"compress", "--sampling", "411"}, "--sampling: expected 420, 422, 444 or a mode from 0 to 5"},
-        {{"compress", "--levels", "9"}, "--levels: expected a whole number from 1 to 4, got '9'"},
+        {{"compress", "--colours", "9"}, "--colours: expected a whole number from 1 to 8, got '9'"},
+        {{"compress", "--preset", "tiny"}, "--preset: expected default, pictures or archive, got 'tiny'"},
         {{"detect", "--min-fill", "1.5"}, "--min-fill: expected a number from 0 to 1, got '1.5'"},
         {{"detect", "--dpi", "nan"}, "--dpi: expected a number from 10 to 10000, got 'nan'"},
         {{"detect", "--space-sigma"}, "--space-sigma: missing value"},
         {{"detect", "--bogus"}, "unknown option '--bogus'"},
-        {{"detect", "--quality", "50"}, "unknown option '--quality'"},
+        {{"detect", "--bg-quality", "50"}, "unknown option '--bg-quality'"},
         {{"detect", "a.png", "b.png"}, "more than one PAGE given"},
         {{"frobnicate"}, "unknown command 'frobnicate'"},
     };
