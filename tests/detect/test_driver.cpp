@@ -117,7 +117,7 @@ TEST(Driver, WhatEachSettingFindsDecidesOrRefuses) {
         int result;
         long least, most;                      // pixel count (kUntouched after a failure)
         std::vector<std::vector<long>> areas;  // x0, y0, x1, y1, least and most ones inside
-        bool untouched = false;          // nothing at all written
+        bool untouched = false;                // nothing at all written
     };
     const Scenario scenarios[] = {
         {"the photo, not text or the table", &page, 0, 8, 0.1, 1, photo, 2 * photo,
