@@ -2,12 +2,15 @@
 # included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
+#   make python install the Python module (with the library and the
+#               program) and run a batch of the sample pages
+#   make eval   the evaluation on composed pages (SET=main|holdout, ARGS="...")
 # and `make check` for the sanitizer and i386 layout checks that CI adds;
 # `make mutate` plants faults one at a time and reports which the tests catch.
 JOBS ?= 2
 BUILD ?= build
 
-.PHONY: deps build test check mutate bench run clean
+.PHONY: deps build test check mutate bench run python clean eval eval-deps
 
 deps:
 	@bash scripts/deps.sh
@@ -26,7 +29,8 @@ check: deps
 mutate: deps
 	JOBS=$(JOBS) /usr/bin/python3 scripts/mutate.py
 
-bench: deps
+bench:
+	@bash scripts/deps.sh bench
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
@@ -37,6 +41,35 @@ run: build
 	@mkdir -p out
 	$(BUILD)/apps/tavrin/tavrin compress samples/sample-page.jpg -o out/sample.pdf --explain
 	$(BUILD)/apps/tavrin/tavrin detect samples/sample-page.jpg --overlay out/sample-overlay.png --json out/sample.json
+
+# The evaluation on a composed page set (bench/eval): `make eval` runs the
+# main set with the current defaults; `make eval SET=holdout ARGS="--quality 40"`
+# the held-out set with other options. The pages are composed into
+# $(BUILD)/eval/pages-SET when missing or when the composer changed.
+SET ?= main
+ARGS ?=
+EVAL_OUT ?= $(BUILD)/eval/out-$(SET)
+
+eval-deps:
+	@bash scripts/deps.sh eval
+
+$(BUILD)/eval/pages-%/truth.json: bench/eval/compose_pages.py bench/eval/page_kit.py bench/eval/artwork.py \
+		bench/eval/scan_effects.py $(wildcard bench/eval/texts/*.txt) | eval-deps
+	nice -n 10 /usr/bin/python3 bench/eval/compose_pages.py --set $* --out $(@D)
+
+eval: build eval-deps $(BUILD)/eval/pages-$(SET)/truth.json
+	nice -n 10 /usr/bin/python3 bench/eval/evaluate.py --pages $(BUILD)/eval/pages-$(SET) --out $(EVAL_OUT) \
+		--tavrin $(BUILD)/apps/tavrin/tavrin --tavrin-args "$(ARGS)"
+
+# The Python module, installed with the library and the program under PREFIX
+# (default /usr/local, where /usr/bin/python3 finds it), imported, and run
+# as `tavrin batch` on the bundled sample pages, written to out/batch/.
+PREFIX ?= /usr/local
+SUDO = $(shell test -w $(PREFIX) || command -v sudo)
+python: build
+	$(SUDO) cmake --install $(BUILD) --prefix $(PREFIX)
+	cd / && /usr/bin/python3 -c "import tavrin; print('import tavrin:', tavrin.__file__)"
+	$(PREFIX)/bin/tavrin batch 'samples/*-page.jpg' -o out/batch --json
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench build-mutate out

@@ -2,6 +2,10 @@
 # Installs the Debian 12 packages that building, testing and running
 # libTavrinCommon need, and only those that are missing. Runs as root, or
 # through sudo when it is there.
+#   bash scripts/deps.sh          the packages of every build, test and run
+#   bash scripts/deps.sh bench    also the peers the benchmarks compare with
+#   bash scripts/deps.sh eval     also what the page-set evaluation needs
+# Other arguments (make targets passed on by make.sh) add nothing.
 set -eu
 
 packages=(
@@ -17,7 +21,32 @@ packages=(
   libpng-dev libqpdf-dev
   # its end-to-end tests render PDFs with two independent readers
   mupdf-tools ghostscript
+  # python: the tavrin module (pybind11) and its batch runner on Dask, for
+  # Debian's /usr/bin/python3; tests with pytest, and Pillow as an
+  # independent decoder of the module's streams
+  pybind11-dev python3-dev python3-numpy python3-distributed python3-pytest python3-pil
 )
+
+# bench: the libraries and programs that bench/ sets ours against (never
+# linked into the library or the program), hyperfine for whole processes,
+# matplotlib for the scaling plot, valgrind for instruction counts.
+bench_packages=(
+  libopencv-imgproc-dev libleptonica-dev leptonica-progs img2pdf
+  hyperfine python3-matplotlib valgrind
+)
+# eval (bench/eval): composing the page sets (images, drawings, fonts) and
+# the programs the evaluation reads and compares with (OCR, one-JPEG PDF,
+# DjVu's wavelet codec)
+eval_packages=(
+  python3-numpy python3-pil python3-skimage python3-matplotlib
+  openclipart-svg librsvg2-bin
+  fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-freefont-ttf
+  tesseract-ocr tesseract-ocr-eng img2pdf djvulibre-bin
+)
+for group in "$@"; do
+  [ "$group" = bench ] && packages+=("${bench_packages[@]}")
+  [ "$group" = eval ] && packages+=("${eval_packages[@]}")
+done
 
 missing=()
 for p in "${packages[@]}"; do

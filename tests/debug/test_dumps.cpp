@@ -50,7 +50,7 @@ TEST(DumpPath, JoinsCutsAndDirectories) {
     EXPECT_EQ((Ints{setDumpPath2(&ctrl, &dbg, mut(bg)), setDumpPath2(&ctrl, &dbg, mut(bg)), isDirectory(base + "/bg"),
                     setDumpPath2(&ctrl, &dbg, mut(nested))}), (Ints{0, 0, 1, 1}));
     EXPECT_EQ(std::string(dbg.cDumpName, 16), "x/y" + std::string(13, '\0'));
-    FILE* fp = reinterpret_cast<FILE*>(0x1);
+    FILE* fp = reinterpret_cast<FILE*>(0x1);  // a failed open leaves a null handle
     EXPECT_TRUE(_tfopen_s(&fp, (base + "/missing/a.txt").c_str(), "w") == -1 && fp == nullptr);
 }
 

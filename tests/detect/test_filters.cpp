@@ -15,10 +15,7 @@ using tt::Ints;
 using tt::Plane;
 using tavrin::detect::kEntropyTerm;
 
-uint8_t* work() {
-    static std::vector<uint8_t> w(TAVRIN_DETECT_WORK_SIZE, 0x33);
-    return w.data();
-}
+uint8_t* work() { static std::vector<uint8_t> w(TAVRIN_DETECT_WORK_SIZE, 0x33); return w.data(); }
 
 struct Weights {  // exponentials in double stored as float; the kernel a disc of radius 3
     float kernel[49] = {}, range[511] = {};  // range index d + 255

@@ -27,11 +27,10 @@ Plane fromRows(const std::vector<std::string>& rows) {  // '.' 0, '#' 1, digits 
 
 constexpr PictLabel kUnset{-7, -7, -7, -7, -7};
 
-struct Labelled { int k; std::vector<PictLabel> table; Plane labels; };
-Labelled label(Plane& mask, std::string dumpDir = "") {
-    std::vector<uint8_t> work(TAVRIN_DETECT_WORK_SIZE);
-    Labelled out{0, std::vector<PictLabel>(4097, kUnset), Plane(mask.w(), mask.h(), 0xEE)};
-    out.k = entLabeling(out.table.data(), &mask.img, &out.labels.img, work.data(), tt::mut(dumpDir));
+struct Labelled { int k; std::vector<PictLabel> table; Plane labels; tt::Bytes work; };
+Labelled label(Plane& mask, std::string dumpDir = "") {  // with a work buffer of a pattern
+    Labelled out{0, std::vector<PictLabel>(4097, kUnset), Plane(mask.w(), mask.h(), 0xEE), tt::Bytes(TAVRIN_DETECT_WORK_SIZE, 0xA5)};
+    out.k = entLabeling(out.table.data(), &mask.img, &out.labels.img, out.work.data(), tt::mut(dumpDir));
     return out;
 }
 
@@ -78,8 +77,7 @@ TEST(Labeling, HandWorkedScenarios) {
 // Isolated pixels on the even columns and rows: 64 regions per 128 columns.
 Plane dots(int w, int h) {
     Plane m(w, h);
-    for (int y = 0; y < h; y += 2)
-        for (int x = 0; x < w; x += 2) m.at(x, y) = 1;
+    for (int i = 0; i < w * h; ++i) m.px[i] = i / w % 2 == 0 && i % w % 2 == 0;
     return m;
 }
 // Teeth on the even columns of row 0 joined by row 1: one region, one
@@ -137,6 +135,20 @@ TEST(Labeling, LimitsCountsAndTextDumps) {
     std::vector<PictLabel> boxes(2, PictLabel{0, 32767, 32767, 0, 0});
     EXPECT_EQ(correct_label(boxes.data(), prov.data(), out.data(), one.data(), 2100, 1000), 0);
     EXPECT_EQ(boxes[1], (PictLabel{2097151, 0, 0, 2099, 999}));
+}
+
+TEST(Labeling, WritesOnlyItsThreeWorkAreas) {  // every other byte, T[N] among them, keeps the caller's pattern
+    const int cases[][3] = {{2, 1, 1}, {1, 2, 1}, {3, 2, 2}, {7, 5, 0}, {7, 5, 1}, {9, 4, 2}, {620, 877, 3}};  // every k-th set
+    for (auto& c : cases) {
+        Plane m(c[0], c[1]);
+        for (size_t i = 0; c[2] > 0 && i < m.px.size(); i += c[2]) m.px[i] = 1;
+        Labelled r = label(m);
+        const size_t n = m.px.size();  // the table T[0..N), the provisional plane, the correlation table (N + 1 at most)
+        std::fill_n(r.work.begin() + TAVRIN_DETECT_EQUIV_OFFSET, 4 * n, 0xA5);
+        std::fill_n(r.work.begin() + TAVRIN_DETECT_PROV_OFFSET, 2 * n, 0xA5);
+        std::fill_n(r.work.begin() + TAVRIN_DETECT_CORR_OFFSET, std::min<size_t>(4 * (n + 1), TAVRIN_DETECT_CORR_LIMIT), 0xA5);
+        EXPECT_TRUE(r.k >= 0 && std::count(r.work.begin(), r.work.end(), 0xA5) == long(r.work.size())) << c[0] << "x" << c[1];
+    }
 }
 
 // ---- box acceptance ----------------------------------------------------------

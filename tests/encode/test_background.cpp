@@ -29,10 +29,8 @@ struct Settings {
 
 Bytes picture(uint32_t w, uint32_t h, int components) {  // smooth, with some noise
     Bytes px(size_t(w) * h * components);
-    for (size_t i = 0; i < px.size(); ++i) {
-        const size_t x = i / components % w, y = i / components / w, c = i % components;
-        px[i] = uint8_t(((x * (3 + c) + y * (5 - c)) % 256) / 2 + 60 + tt::hash(uint32_t(i)) % 9);
-    }
+    for (size_t i = 0, c = 0; i < px.size(); ++i, c = i % components)
+        px[i] = uint8_t((i / components % w * (3 + c) + i / components / w * (5 - c)) % 256 / 2 + 60 + tt::hash(uint32_t(i)) % 9);
     return px;
 }
 

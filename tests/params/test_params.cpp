@@ -31,9 +31,7 @@ struct Request {  // the default row, and the 64-byte message buffer ('Z' before
         return std::to_string(status) + " " + buffer.substr(0, buffer.find('\0'));
     }
 };
-std::string rejected(const std::string& field, int value) {
-    return "-1 Tavrin_Execute " + field + " illegal[" + std::to_string(value) + "]\n";
-}
+std::string rejected(const std::string& field, int v) { return "-1 Tavrin_Execute " + field + " illegal[" + std::to_string(v) + "]\n"; }
 
 TEST(InputParams, EachFieldAtItsLimitsInCheckOrder) {
     Request r, all;
