@@ -5,11 +5,12 @@
 #   make python install the Python module (with the library and the
 #               program) and run a batch of the sample pages
 #   make eval   the evaluation on composed pages (SET=main|holdout, ARGS="...")
-# and `make check` for the sanitizer and i386 layout checks that CI adds.
+# and `make check` for the sanitizer and i386 layout checks that CI adds;
+# `make mutate` plants faults one at a time and reports which the tests catch.
 JOBS ?= 2
 BUILD ?= build
 
-.PHONY: deps build test check bench run python clean eval eval-deps
+.PHONY: deps build test check mutate bench run python clean eval eval-deps
 
 deps:
 	@bash scripts/deps.sh
@@ -23,6 +24,10 @@ test: build
 
 check: deps
 	JOBS=$(JOBS) bash scripts/check.sh
+
+# Slow (about half a minute per fault); uses its own tree in build-mutate/.
+mutate: deps
+	JOBS=$(JOBS) /usr/bin/python3 scripts/mutate.py
 
 bench:
 	@bash scripts/deps.sh bench
@@ -67,4 +72,4 @@ python: build
 	$(PREFIX)/bin/tavrin batch 'samples/*-page.jpg' -o out/batch --json
 
 clean:
-	rm -rf $(BUILD) build-asan build-bench out
+	rm -rf $(BUILD) build-asan build-bench build-mutate out

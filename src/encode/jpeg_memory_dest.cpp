@@ -41,9 +41,13 @@ void initDestination(j_compress_ptr cinfo) {
     }
 }
 
+// libjpeg calls this only when the current area is full. The public
+// next_output_byte and free_in_buffer may be stale at that moment (the
+// entropy coder keeps its own copies while it codes a block), so they are
+// not consulted: trusting a stale non-zero count would send the coder back
+// over bytes it already wrote.
 boolean emptyOutputBuffer(j_compress_ptr cinfo) {
     MemoryDestination* dest = destinationOf(cinfo);
-    if (dest->pub.free_in_buffer != 0) return TRUE;  // not full: nothing to do
     if (dest->bufferFull) reportBufferTooSmall(cinfo);  // the spill area filled up
     dest->bufferFull = true;
     dest->pub.next_output_byte = dest->spill;

@@ -1,480 +1,232 @@
-// Detection driver on synthetic pages: it finds a textured photo area and not
-// text or an excluded table; its result, pixel count, mask and label table
-// agree; every failure code is reachable and leaves the buffers alone; serial
-// and parallel runs give identical bytes.
-#include <gtest/gtest.h>
-#include <omp.h>
-
-#include <algorithm>
-#include <cmath>
+// The detection driver on synthetic pages, as scenario tables: what it finds
+// and decides under each setting, every failure status with the buffers left
+// alone, serially and in parallel; which runs give identical work buffers.
+// A guard region follows the work buffer in every run.
 #include <cstring>
 #include <limits>
-#include <string>
-#include <vector>
 
-#include "detect/regions_support.h"
-
-using regions_test::Plane;
+#include "support.h"
 
 namespace {
 
-constexpr size_t kGuard = 4096;  // canary bytes behind the work buffer
-constexpr uint8_t kCanary = 0xA5;
+using tt::Ints;
+using tt::Plane;
 
-uint32_t noise(uint32_t x) {
-    x ^= x >> 16;
-    x *= 0x7feb352dU;
-    x ^= x >> 15;
-    x *= 0x846ca68bU;
-    x ^= x >> 16;
-    return x;
-}
-
-// A page at full resolution with its half-resolution attribute map. The
-// gray value of a pixel goes into the first byte; colour pages carry other
-// bytes in the remaining two samples.
+// A page with its half-resolution attribute map and table rectangles. Gray
+// values go into the first sample; colour pages carry other bytes in the
+// other two.
 struct Page {
-    int w, h, bpp;
-    std::vector<uint8_t> px, attr;
-    std::vector<ST_TABLERECT> tables{ST_TABLERECT{}};
+    int w, h, bpp, attrW, attrH;
+    tt::Bytes px, attr;
+    std::vector<ST_TABLERECT> tables = std::vector<ST_TABLERECT>(1);  // entry 0 is never read
     structFGInfos fg{};
-
     Page(int width, int height, bool colour = false, uint8_t background = 240)
-        : w(width), h(height), bpp(colour ? 3 : 1),
-          px(static_cast<size_t>(width) * height * bpp),
-          attr(static_cast<size_t>((width + 1) / 2) * ((height + 1) / 2), 0) {
-        for (size_t i = 0; i < px.size(); ++i) px[i] = (i % bpp == 0) ? background : static_cast<uint8_t>(i * 7);
+        : w(width), h(height), bpp(colour ? 3 : 1), attrW((width + 1) / 2), attrH((height + 1) / 2),
+          px(size_t(width) * height * bpp), attr(size_t(attrW) * attrH, 0) {
+        for (size_t i = 0; i < px.size(); ++i) px[i] = i % bpp == 0 ? background : uint8_t(i * 7);
     }
-    void gray(int x, int y, uint8_t v) { px[(static_cast<size_t>(y) * w + x) * bpp] = v; }
-    int attrW() const { return (w + 1) / 2; }
-    void attrRect(int x0, int y0, int x1, int y1, uint8_t v) {  // half-resolution coordinates
+    void gray(int x, int y, uint8_t v) { px[(size_t(y) * w + x) * bpp] = v; }
+    void attrRect(int x0, int y0, int x1, int y1, uint8_t v) {  // half-resolution pixels
+        for (int y = y0; y <= y1; ++y) std::fill_n(&attr[size_t(y) * attrW + x0], x1 - x0 + 1, v);
+    }
+    void texture(int x0, int y0, int x1, int y1) {  // 128 +- 40 in small steps
         for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x) attr[static_cast<size_t>(y) * attrW() + x] = v;
+            for (int x = x0; x <= x1; ++x) gray(x, y, uint8_t(88 + tt::hash(x * 7919U + y * 104729U) % 81));
     }
-    // Gray texture: 128 +- 40, spread over many small steps.
-    void texture(int x0, int y0, int x1, int y1) {
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
-                gray(x, y, static_cast<uint8_t>(88 + noise(x * 7919U + y * 104729U) % 81));
-    }
-    // Lines of dark strokes with one gray edge pixel on each side.
-    void text(int x0, int y0, int x1, int lines) {
-        for (int l = 0; l < lines; ++l)
-            for (int y = y0 + 80 * l; y < y0 + 80 * l + 40; ++y)
-                for (int x = x0; x <= x1; ++x) {
-                    const int g = (x / 16) % 5, s = x % 16;
-                    if (g == 4) continue;
-                    if (s < 8 || (y - y0 - 80 * l < 6 && g < 2)) gray(x, y, 20);
-                    else if (s == 8 || s == 15) gray(x, y, 130);
-                }
-    }
-    // Ruled table with a textured patch inside.
-    void table(int x0, int y0, int x1, int y1) {
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
-                if ((x - x0) % 40 < 4 || (y - y0) % 40 < 4) gray(x, y, 10);
-        texture(x0 + 60, y0 + 80, x1 - 60, y1 - 60);
-    }
-    // A table rectangle given in half-resolution pixels (left, top, right, bottom).
-    void excludeTable(int s0, int s1, int s2, int s3) {
-        tables.push_back(regions_test::tableRect(s0, s1, s2, s3));
+    Page& exclude(int s0, int s1, int s2, int s3) {  // half-resolution left, top, right, bottom
+        tables.emplace_back();
+        tables.back().sRect0 = int16_t(s0), tables.back().sRect1 = int16_t(s1);
+        tables.back().sRect2 = int16_t(s2), tables.back().sRect3 = int16_t(s3);
+        return *this;
     }
     structFGInfos* record() {
-        fg.stPageImg = ImgTavrin{px.data(), static_cast<uint16_t>(w), static_cast<uint16_t>(h), 30000, 30000,
-                                 static_cast<uint8_t>(bpp == 3 ? 1 : 0)};
-        fg.stAttrImg = ImgTavrin{attr.data(), static_cast<uint16_t>(attrW()),
-                                 static_cast<uint16_t>((h + 1) / 2), 15000, 15000, 0};
-        fg.stTableData = ST_TABLEDATA{static_cast<int>(tables.size()) - 1, tables.data()};
+        fg.stPageImg = ImgTavrin{px.data(), uint16_t(w), uint16_t(h), 30000, 30000, uint8_t(bpp == 3)};
+        fg.stAttrImg = ImgTavrin{attr.data(), uint16_t(attrW), uint16_t(attrH), 15000, 15000, 0};
+        fg.stTableData = ST_TABLEDATA{int(tables.size()) - 1, tables.data()};
         return &fg;
     }
 };
 
-// 1200 x 1600 (quarter 300 x 400): photo at quarter columns 100..249, rows
-// 50..174; text lines below it; a ruled table with a textured patch, quarter
-// columns 15..85, rows 250..375, given as a table rectangle.
-Page standardPage(bool colour = false) {
+// 1200 x 1600 (quarter 300 x 400): a photo at quarter columns 100..249, rows
+// 50..174; six lines of dark strokes with gray edges below it; a ruled table
+// with a textured patch inside at quarter columns 15..85, rows 250..375,
+// given as a table rectangle unless `withTable` is false.
+Page standardPage(bool colour = false, bool withTable = true) {
     Page p(1200, 1600, colour);
     p.texture(400, 200, 999, 699);
-    p.text(400, 900, 1099, 6);
-    p.table(60, 1000, 339, 1499);
-    p.excludeTable(30, 500, 170, 750);
+    for (int y = 900; y < 1380; ++y)
+        for (int x = 400; x < 1100 && (y - 900) % 80 < 40; ++x)
+            if (x / 16 % 5 < 4 && (x % 16 <= 8 || x % 16 == 15)) p.gray(x, y, x % 16 < 8 ? 20 : 130);
+    for (int y = 1000; y < 1500; ++y)
+        for (int x = 60; x < 340; ++x)
+            if ((x - 60) % 40 < 4 || (y - 1000) % 40 < 4) p.gray(x, y, 10);
+    p.texture(120, 1080, 279, 1439);
+    if (withTable) p.exclude(30, 500, 170, 750);
     return p;
 }
 
-ST_PARAM_DETECT_PICT standardParam() {
-    ST_PARAM_DETECT_PICT p{};
-    p.dSpaceSigma = 1.5;
-    p.dRangeSigma = 10.0;
-    p.iMinWidth = 8;
-    p.iMinHeight = 8;
-    p.iMinArea = 100;
-    p.dMinFillRatio = 0.5;
-    p.dMaxHighAttrRatio = 0.3;
-    p.dPictPageRatio = 0.1;
-    p.iPictPixelNum = -12345;
-    return p;
-}
+constexpr uint8_t kCanary = 0xA5;
+constexpr int kUntouched = -12345;
+constexpr size_t kLabelBytes = 4097 * sizeof(PictLabel);
 
 struct Detection {
-    std::vector<uint8_t> work = std::vector<uint8_t>(TAVRIN_DETECT_WORK_SIZE + kGuard, kCanary);
-    ST_PARAM_DETECT_PICT param = standardParam();
-    int result = 0;
+    tt::Guarded work{TAVRIN_DETECT_WORK_SIZE, kCanary};
+    ST_PARAM_DETECT_PICT param;
     int w4 = 0, h4 = 0;
-
-    int go(Page& page, int attrMode = 0, int passMax = 8, int parallel = 0, std::string dir = "") {
+    explicit Detection(double pageRatio = 0.1) : param{1.5, 10.0, 8, 8, 100, 0.5, {}, 0.3, pageRatio, kUntouched} {}
+    int run(Page& page, int attrMode = 0, int passMax = 8, int parallel = 0, std::string dir = "") {
         w4 = (page.w + 3) >> 2;
         h4 = (page.h + 3) >> 2;
-        std::vector<char> d(dir.begin(), dir.end());
-        d.push_back('\0');
-        result = runDetectPict(page.record(), work.data(), attrMode, passMax, &param, parallel, d.data());
-        return result;
+        return runDetectPict(page.record(), work.data(), attrMode, passMax, &param, parallel, tt::mut(dir));
     }
     uint8_t* at(uint32_t offset) { return work.data() + offset; }
-    uint8_t* plane(int k) { return at(TAVRIN_DETECT_PLANES_OFFSET + k * TAVRIN_DETECT_PLANE_LIMIT); }
-    uint8_t mask(int x, int y) { return at(TAVRIN_DETECT_PICT_OFFSET)[y * w4 + x]; }
     PictLabel* labels() { return reinterpret_cast<PictLabel*>(at(TAVRIN_DETECT_LABEL_OFFSET)); }
-    ImgTavrin maskImg() {
-        return ImgTavrin{at(TAVRIN_DETECT_PICT_OFFSET), static_cast<uint16_t>(w4), static_cast<uint16_t>(h4), 0, 0, 0};
+    Plane mask() {
+        Plane m(w4, h4);
+        std::memcpy(m.px.data(), at(TAVRIN_DETECT_PICT_OFFSET), m.px.size());
+        return m;
     }
-    long maskSum() {
-        long s = 0;
-        for (int i = 0; i < w4 * h4; ++i) s += at(TAVRIN_DETECT_PICT_OFFSET)[i];
-        return s;
-    }
-    bool guardIntact() const {
-        return std::all_of(work.end() - kGuard, work.end(), [](uint8_t b) { return b == kCanary; });
-    }
-    bool untouched() const {
-        return std::all_of(work.begin(), work.end(), [](uint8_t b) { return b == kCanary; });
+    long ones(int x0, int y0, int x1, int y1) {  // in an inclusive quarter rectangle of the mask
+        const uint8_t* mask = at(TAVRIN_DETECT_PICT_OFFSET);
+        long n = 0;
+        for (int y = y0; y <= y1; ++y) n += std::count(mask + y * w4 + x0, mask + y * w4 + x1 + 1, 1);
+        return n;
     }
 };
 
-long countOnes(Detection& r, int x0, int y0, int x1, int y1) {
-    long n = 0;
-    for (int y = y0; y <= y1; ++y)
-        for (int x = x0; x <= x1; ++x) n += r.mask(x, y);
-    return n;
-}
-
-TEST(Driver, FindsThePhotoButNotTextOrTable) {
-    Page page = standardPage();
-    Detection r;
-    ASSERT_EQ(r.go(page), 1);
-    EXPECT_EQ(countOnes(r, 100, 50, 249, 174), 150 * 125);  // the whole photo
-    EXPECT_EQ(countOnes(r, 90, 215, 299, 399), 0);           // text lines
-    EXPECT_EQ(countOnes(r, 0, 240, 89, 399), 0);             // table and its patch
-    EXPECT_EQ(countOnes(r, 0, 0, 299, 40), 0);
-    EXPECT_TRUE(r.guardIntact());
-
-    // Without the table rectangle the patch inside the table is found too.
-    page.tables.resize(1);
-    Detection all;
-    ASSERT_EQ(all.go(page), 1);
-    EXPECT_GT(countOnes(all, 30, 270, 70, 360), 30 * 80);
-}
-
-TEST(Driver, ResultPixelCountMaskAndLabelTableAgree) {
-    Page page = standardPage();
-    const std::string dir = regions_test::scratchDir("driver_consistency");
-    Detection r;
-    ASSERT_GE(r.go(page, 0, 8, 0, dir), 0);
-    const long s = r.maskSum();
-    const long n = static_cast<long>(r.w4) * r.h4;
-    EXPECT_EQ(r.param.iPictPixelNum, s);
-    EXPECT_EQ(r.result, static_cast<double>(s) / n >= r.param.dPictPageRatio ? 1 : 0);
-    EXPECT_EQ(regions_test::readText(dir + "/pict_count.csv"),
-              std::to_string(s) + "," + std::to_string(n) + "\n");
-    for (int i = 0; i < n; ++i) ASSERT_LE(r.at(TAVRIN_DETECT_PICT_OFFSET)[i], 1);
-
-    // The loop stopped on a stable count, so the table is the labelling of
-    // the final mask: the same as labelling the mask afresh.
-    Plane copy(r.w4, r.h4);
-    std::memcpy(copy.px.data(), r.at(TAVRIN_DETECT_PICT_OFFSET), copy.px.size());
-    std::vector<uint8_t> work2 = regions_test::workBuffer();
-    std::vector<PictLabel> fresh(4097);
-    Plane labelPlane(r.w4, r.h4);
-    char none[] = "";
-    const int k = entLabeling(fresh.data(), &copy.img, &labelPlane.img, work2.data(), none);
-    ASSERT_GE(k, 1);
-    long sum = 0;
-    for (int l = 0; l <= k; ++l) {
-        EXPECT_EQ(std::memcmp(&fresh[l], &r.labels()[l], sizeof(PictLabel)), 0) << l;
-        if (l > 0) sum += fresh[l].pixel;
+TEST(Driver, WhatEachSettingFindsDecidesOrRefuses) {
+    Page page = standardPage(), noTable = standardPage(false, false), covered = standardPage(), masked = standardPage();
+    Page flat(400, 400, false, 128), attrs(800, 800, false, 128), dotted(2800, 2800, false, 200);
+    attrs.attrRect(100, 100, 199, 179, 112);   // P attributes: quarter 50..99 x 50..89
+    masked.attrRect(200, 100, 499, 349, 128);  // high attributes over the whole photo
+    covered.exclude(-100, -100, 30000, 30000);
+    for (int q = 0; q < 70 * 70; ++q)  // P blocks every 10 quarter pixels: 4900 regions, more than a pass takes
+        dotted.attrRect(8 + 20 * (q % 70), 8 + 20 * (q / 70), 10 + 20 * (q % 70), 10 + 20 * (q / 70), 112);
+    Page fits(4 * 908, 4 * 1308, false, 200), big(4 * 908, 4 * 1309, false, 200);  // 1187664 quarter pixels fit
+    Page five(64, 5), low(64, 4), noColumns(64, 64), noRows(64, 64), widest(4 * 1312, 8), wide(4 * 1313, 8), shortAttr(64, 64);
+    noColumns.w = noRows.h = 0;
+    shortAttr.attrW = 30;  // rows of 30: the last sampled attribute, 2 * 15 * 30 + 2 * 15, is one past
+    shortAttr.attrH = 31;
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const long photo = 150 * 125, all = 0x7FFFFFFF;
+    struct Scenario {
+        const char* what;
+        Page* page;
+        int attrMode, passMax;
+        double pageRatio;
+        int result;
+        long least, most;                      // pixel count (kUntouched after a failure)
+        std::vector<std::vector<long>> areas;  // x0, y0, x1, y1, least and most ones inside
+        bool untouched = false;                // nothing at all written
+    };
+    const Scenario scenarios[] = {
+        {"the photo, not text or the table", &page, 0, 8, 0.1, 1, photo, 2 * photo,
+         {{100, 50, 249, 174, photo, photo}, {90, 215, 299, 399, 0, 0}, {0, 240, 89, 399, 0, 0}, {0, 0, 299, 40, 0, 0}}},
+        {"the table's patch without its rectangle", &noTable, 0, 8, 0.1, 1, photo + 2400, all, {{30, 270, 70, 360, 2401, all}}},
+        {"a photo is a sixth of the page", &page, 0, 8, 0.9, 0, photo + 1, 2 * photo, {}},
+        {"flat page", &flat, 0, 8, 0.1, 0, 0, 0, {}}, {"flat page, threshold 0", &flat, 0, 8, 0.0, 1, 0, 0, {}},
+        {"flat page, NaN threshold", &flat, 0, 8, nan, 0, 0, 0, {}}, {"P attributes ignored", &attrs, 0, 8, 0.05, 0, 0, 0, {}},
+        // grown by two, closed, eroded by one, boxed with a margin of one
+        {"P attributes are pictures", &attrs, 1, 8, 0.05, 1, 54 * 44, 54 * 44, {{48, 48, 101, 91, 54 * 44, 54 * 44}}},
+        {"high attributes mask the texture", &masked, 0, 8, 0.1, 0, 0, all, {{100, 50, 249, 174, 0, 0}}},
+        {"a table rectangle over the page", &covered, 0, 8, 0.1, 0, 0, 0, {}},
+        {"no labelling pass, 4900 regions", &dotted, 1, -1, 0.1, 1, 4900 * 16, 4900 * 16, {}},
+        {"the first labelling pass fails", &dotted, 1, 8, 0.1, -4, kUntouched, kUntouched, {}},
+        {"the largest plane", &fits, 0, 8, 0.1, 0, 0, 0, {}},
+        {"one quarter row more", &big, 0, 8, 0.1, -3, kUntouched, kUntouched, {}, true},
+        {"five rows", &five, 0, 8, 0.1, 0, 0, 0, {}},
+        {"four rows: H4 1, too low for the morphology", &low, 0, 8, 0.1, -3, kUntouched, kUntouched, {}, true},
+        {"no columns", &noColumns, 0, 8, 0.1, -3, kUntouched, kUntouched, {}, true},
+        {"no rows", &noRows, 0, 8, 0.1, -3, kUntouched, kUntouched, {}, true},
+        {"1312 quarter columns", &widest, 0, 8, 0.1, 0, 0, 0, {}},
+        {"1313, wider than the zero row", &wide, 0, 8, 0.1, -1, kUntouched, kUntouched, {}},
+        {"an attribute map one byte short", &shortAttr, 0, 8, 0.1, -3, kUntouched, kUntouched, {}, true},
+    };
+    for (const Scenario& s : scenarios) {
+        SCOPED_TRACE(s.what);
+        Detection r(s.pageRatio);
+        EXPECT_EQ(r.run(*s.page, s.attrMode, s.passMax), s.result);
+        EXPECT_TRUE(r.param.iPictPixelNum >= s.least && r.param.iPictPixelNum <= s.most) << r.param.iPictPixelNum;
+        EXPECT_TRUE(s.result < 0 || r.param.iPictPixelNum == r.ones(0, 0, r.w4 - 1, r.h4 - 1));
+        for (const auto& a : s.areas) {
+            const long n = r.ones(int(a[0]), int(a[1]), int(a[2]), int(a[3]));
+            EXPECT_TRUE(n >= a[4] && n <= a[5]) << n << " at " << a[0] << "," << a[1];
+        }
+        EXPECT_TRUE(r.work.intact());
+        EXPECT_EQ(std::count(r.work.bytes.begin(), r.work.bytes.end(), kCanary) == long(r.work.bytes.size()), s.untouched);
+        tt::TeamSize team(1 + int(&s - scenarios) % 3);  // in parallel with teams of 1 to 3: the same bytes
+        Detection parallel(s.pageRatio);
+        EXPECT_EQ(parallel.run(*s.page, s.attrMode, s.passMax, 1), s.result);
+        EXPECT_TRUE(parallel.work.bytes == r.work.bytes);
+        EXPECT_TRUE(s.result != -4 || std::count(r.at(TAVRIN_DETECT_LABEL_OFFSET), r.at(TAVRIN_DETECT_LABEL_OFFSET) + kLabelBytes,
+                                                 kCanary) == long(kLabelBytes));  // the labels left alone
     }
-    EXPECT_EQ(sum, s);
-    EXPECT_EQ(r.labels()[0].pixel, n - s);
-    EXPECT_EQ(std::memcmp(labelPlane.px.data(), r.plane(8), labelPlane.px.size()), 0);
-}
-
-TEST(Driver, ColourPageUsesTheFirstSample) {
-    Page gray = standardPage(false), colour = standardPage(true);
-    Detection a, b;
-    a.go(gray, 1);
-    b.go(colour, 1);
-    EXPECT_EQ(a.result, b.result);
-    EXPECT_EQ(a.param.iPictPixelNum, b.param.iPictPixelNum);
-    EXPECT_TRUE(std::equal(a.work.begin(), a.work.end(), b.work.begin()));
-}
-
-TEST(Driver, SerialAndParallelRunsGiveIdenticalBytes) {
-    Page page = standardPage();
-    page.attrRect(20, 20, 40, 40, 112);    // P-attribute area
-    page.attrRect(500, 100, 520, 110, 200);  // high attributes over the photo
-    Detection serial;
-    serial.go(page, 1, 8, 0);
-    const int saved = omp_get_max_threads();
-    for (int team : {1, 2, 3}) {
-        omp_set_num_threads(team);
-        Detection par;
-        par.go(page, 1, 8, 1);
-        EXPECT_EQ(par.result, serial.result) << team;
-        EXPECT_EQ(par.param.iPictPixelNum, serial.param.iPictPixelNum) << team;
-        EXPECT_TRUE(std::equal(par.work.begin(), par.work.end(), serial.work.begin())) << team;
-    }
-    omp_set_num_threads(saved);
-}
-
-TEST(DriverFailure, NullWorkBuffer) {
-    Page page(64, 64);
-    ST_PARAM_DETECT_PICT p = standardParam();
-    char none[] = "";
-    EXPECT_EQ(runDetectPict(page.record(), nullptr, 0, 8, &p, 0, none), -3);
-    EXPECT_EQ(p.iPictPixelNum, -12345);
-    ImgTavrin planes[3] = {};
+    ST_PARAM_DETECT_PICT p{};
     std::vector<PictLabel> labels(4097);
-    EXPECT_EQ(runDetectPict2(labels.data(), &planes[0], &planes[1], &planes[2], nullptr,
-                             &page.record()->stTableData, nullptr, 0, 8, &p, 0, none),
-              -3);
-}
-
-TEST(DriverFailure, PlaneLimitIsExact) {
-    // 908 x 1308 = 1187664 quarter pixels fit; one more row does not.
-    Page fits(4 * 908, 4 * 1308, false, 200);
-    Detection ok;
-    EXPECT_EQ(ok.go(fits), 0);
-    EXPECT_EQ(ok.param.iPictPixelNum, 0);
-    EXPECT_TRUE(ok.guardIntact());
-
-    Page big(4 * 908, 4 * 1309, false, 200);
-    Detection refused;
-    EXPECT_EQ(refused.go(big), -3);
-    EXPECT_TRUE(refused.untouched());
-    EXPECT_EQ(refused.param.iPictPixelNum, -12345);
-}
-
-TEST(DriverFailure, PlanesTooSmallForTheMorphology) {
-    for (auto [w, h] : {std::pair{64, 4}, std::pair{0, 64}, std::pair{64, 0}}) {
-        Page page(std::max(w, 1), std::max(h, 1));
-        page.w = w;
-        page.h = h;
-        Detection r;
-        EXPECT_EQ(r.go(page), -3) << w << "x" << h;
-        EXPECT_TRUE(r.untouched());
-        EXPECT_EQ(r.param.iPictPixelNum, -12345);
-    }
-    Page five(64, 5);  // H4 = 2: the smallest accepted height
-    Detection r;
-    EXPECT_GE(r.go(five), 0);
-}
-
-TEST(DriverFailure, FilterFailsOnPagesWiderThanTheZeroRow) {
-    Page wide(4 * 1313, 8);  // W4 = 1313 > 1312
-    Detection r;
-    EXPECT_EQ(r.go(wide), -1);
-    EXPECT_TRUE(r.guardIntact());
-    EXPECT_EQ(r.param.iPictPixelNum, -12345);
-
-    Page widest(4 * 1312, 8);
-    Detection ok;
-    EXPECT_GE(ok.go(widest), 0);
-}
-
-// P-attribute 2 x 2 blocks every 10 quarter pixels: 4900 separate regions
-// survive the cleaning, more than one labelling pass accepts.
-Page dottedPage() {
-    Page p(2800, 2800, false, 200);
-    for (int qy = 4; qy < 700; qy += 10)
-        for (int qx = 4; qx < 700; qx += 10) p.attrRect(2 * qx, 2 * qy, 2 * qx + 2, 2 * qy + 2, 112);
-    return p;
-}
-
-TEST(DriverFailure, LabellingFailureOfTheFirstPass) {
-    Page page = dottedPage();
-    Detection r;
-    for (int i = 0; i < 4097; ++i) r.labels()[i] = PictLabel{-9, -9, -9, -9, -9};
-    std::vector<uint8_t> labelsBefore(r.at(TAVRIN_DETECT_LABEL_OFFSET),
-                                      r.at(TAVRIN_DETECT_LABEL_OFFSET) + 4097 * sizeof(PictLabel));
-    EXPECT_EQ(r.go(page, 1, 8), -4);
-    EXPECT_EQ(r.param.iPictPixelNum, -12345);
-    EXPECT_TRUE(std::equal(labelsBefore.begin(), labelsBefore.end(), r.at(TAVRIN_DETECT_LABEL_OFFSET)));
-    EXPECT_TRUE(r.guardIntact());
-
-    // Without labelling the same page is fine.
-    Detection none;
-    EXPECT_EQ(none.go(page, 1, -1), 1);
-    EXPECT_EQ(none.param.iPictPixelNum, 4900 * 16);
-}
-
-TEST(DriverEdges, FlatPageAndThePageThreshold) {
-    Page page(400, 400, false, 128);
-    Detection r;
-    EXPECT_EQ(r.go(page), 0);
-    EXPECT_EQ(r.param.iPictPixelNum, 0);
-    for (double t : {0.0, -1.0}) {
-        Detection z;
-        z.param.dPictPageRatio = t;
-        EXPECT_EQ(z.go(page), 1) << t;
-        EXPECT_EQ(z.param.iPictPixelNum, 0);
-    }
-    Detection n;
-    n.param.dPictPageRatio = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(n.go(page), 0);
-    EXPECT_EQ(n.param.iPictPixelNum, 0);
-
-    Page photo = standardPage();
-    Detection high;
-    high.param.dPictPageRatio = 0.9;  // the photo covers about a sixth
-    EXPECT_EQ(high.go(photo), 0);
-    EXPECT_GT(high.param.iPictPixelNum, 150 * 125);
-}
-
-TEST(DriverEdges, NoLabellingPassLeavesTheCleanedCandidate) {
-    Page page = standardPage();
-    Detection r;
-    for (int i = 0; i < 4097; ++i) r.labels()[i] = PictLabel{-9, -9, -9, -9, -9};
-    ASSERT_GE(r.go(page, 0, -1), 0);
-    EXPECT_EQ(r.labels()[1].pixel, -9);
-    // The mask is one erosion of the closed candidate (plane 7).
-    Plane eroded(r.w4, r.h4);
-    ImgTavrin candidate{r.plane(7), static_cast<uint16_t>(r.w4), static_cast<uint16_t>(r.h4), 0, 0, 0};
-    morphologyTrans(candidate, eroded.img, 1, 0);
-    EXPECT_EQ(std::memcmp(eroded.px.data(), r.at(TAVRIN_DETECT_PICT_OFFSET), eroded.px.size()), 0);
-    EXPECT_EQ(r.param.iPictPixelNum, r.maskSum());
-}
-
-TEST(DriverEdges, OneLabellingPassPaintsTheAcceptedBoxes) {
-    Page page = standardPage();
-    page.tables.resize(1);  // the table's patch splits into several regions
-    Detection r;
-    ASSERT_GE(r.go(page, 0, 0), 0);
-    // The mask is the union of the accepted labels' boxes grown by one.
-    Plane painted(r.w4, r.h4);
-    int accepted = 0;
-    // Entries past the last label still hold the buffer's canary bytes,
-    // a negative pixel count.
-    for (int l = 1; l < 4096 && r.labels()[l].pixel >= 0; ++l) {
-        const PictLabel& e = r.labels()[l];
-        if (e.pixel == 0) continue;
-        ++accepted;
-        painted.fillRect(std::max(e.min_x - 1, 0), std::max(e.min_y - 1, 0),
-                         std::min(e.max_x + 1, r.w4 - 1), std::min(e.max_y + 1, r.h4 - 1));
-    }
-    EXPECT_GE(accepted, 1);
-    EXPECT_EQ(std::memcmp(painted.px.data(), r.at(TAVRIN_DETECT_PICT_OFFSET), painted.px.size()), 0);
-}
-
-TEST(DriverEdges, AttributeModes) {
-    Page page(800, 800, false, 128);   // flat: no texture anywhere
-    page.attrRect(100, 100, 199, 179, 112);  // quarter 50..99 x 50..89
-    Detection off, on, two;
-    EXPECT_EQ(off.go(page, 0), 0);
-    EXPECT_EQ(off.param.iPictPixelNum, 0);
-    on.param.dPictPageRatio = 0.05;
-    EXPECT_EQ(on.go(page, 1), 1);
-    // grown by two, closed, eroded by one, boxed with a margin of one
-    EXPECT_EQ(countOnes(on, 48, 48, 101, 91), 54 * 44);
-    EXPECT_EQ(on.param.iPictPixelNum, 54 * 44);
-    EXPECT_EQ(two.go(page, 2), off.result);
-    EXPECT_TRUE(std::equal(two.work.begin(), two.work.end(), off.work.begin()));
-
-    // High attributes (>= 128) exclude pixels from the texture measure and
-    // reject boxes dominated by them.
-    Page photo = standardPage();
-    photo.attrRect(200, 100, 499, 349, 128);  // over the whole photo
-    Detection masked;
-    EXPECT_EQ(masked.go(photo), 0);
-    EXPECT_EQ(countOnes(masked, 100, 50, 249, 174), 0);
-}
-
-TEST(DriverEdges, TableExclusionReadsLeftTopRightBottomAndClips) {
-    Page page = standardPage();
-    page.tables.resize(1);
-    page.excludeTable(2 * 150 + 1, 0, 2 * 159 + 1, 2000);  // quarter columns 150..159, all rows
-    Detection r;
-    ASSERT_GE(r.go(page, 0, -1), 0);
-    // Closing keeps a gap of 10 columns; the last erosion widens it by one.
-    for (int y = 60; y < 165; ++y) {
-        for (int x = 149; x <= 160; ++x) ASSERT_EQ(r.mask(x, y), 0) << x << "," << y;
-        ASSERT_EQ(r.mask(148, y), 1) << y;
-        ASSERT_EQ(r.mask(161, y), 1) << y;
-    }
-    EXPECT_TRUE(r.guardIntact());
-
-    // Empty rectangles clear nothing; a page-covering one clears everything.
-    Page reversed = standardPage();
-    reversed.tables.resize(1);
-    reversed.excludeTable(400, 0, 300, 799);
-    reversed.excludeTable(-3, -8, -1, 799);  // halves to right column -1: empty
-    Page plain = standardPage();
-    plain.tables.resize(1);
-    Detection a, b;
-    a.go(reversed);
-    b.go(plain);
-    EXPECT_TRUE(std::equal(a.work.begin(), a.work.end(), b.work.begin()));
-
-    Page covered = standardPage();
-    covered.excludeTable(-100, -100, 30000, 30000);
-    Detection c;
-    EXPECT_EQ(c.go(covered), 0);
-    EXPECT_EQ(c.param.iPictPixelNum, 0);
-}
-
-TEST(DriverEdges, SamplingTakesEveryFourthPixelAndEverySecondAttribute) {
-    for (bool colour : {false, true}) {
-        Page page(9, 10, colour);  // W4 = 3, H4 = 3
-        for (int y = 0; y < 10; ++y)
-            for (int x = 0; x < 9; ++x) page.gray(x, y, static_cast<uint8_t>(10 * y + x));
-        for (size_t i = 0; i < page.attr.size(); ++i) page.attr[i] = static_cast<uint8_t>(i);
-        Detection r;
-        ASSERT_GE(r.go(page), 0);
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j) {
-                EXPECT_EQ(r.at(TAVRIN_DETECT_GRAY_OFFSET)[i * 3 + j], 40 * i + 4 * j);
-                EXPECT_EQ(r.at(TAVRIN_DETECT_ATTR_OFFSET)[i * 3 + j], 2 * i * 5 + 2 * j);
-            }
-    }
-    Page five(5, 8), four(4, 8);
-    Detection a, b;
-    EXPECT_GE(a.go(five), 0);
-    EXPECT_EQ(a.w4, 2);
-    EXPECT_GE(b.go(four), 0);
-    EXPECT_EQ(b.w4, 1);
-}
-
-TEST(DriverEdges, InnerStageOnPlacedPlanesGivesTheSameResult) {
-    Page page = standardPage();
-    Detection r;
-    const int result = r.go(page);
-    ASSERT_EQ(result, 1);
-    std::vector<uint8_t> before(r.work);
-    // Detection the inner stage again on the planes runDetectPict left behind.
-    ImgTavrin gray{r.at(TAVRIN_DETECT_GRAY_OFFSET), 300, 400, 7500, 7500, 0};
-    ImgTavrin attr{r.at(TAVRIN_DETECT_ATTR_OFFSET), 300, 400, 7500, 7500, 0};
-    ImgTavrin pict{r.at(TAVRIN_DETECT_PICT_OFFSET), 300, 400, 7500, 7500, 0};
-    ST_PARAM_DETECT_PICT p = standardParam();
+    ImgTavrin planes[3] = {};
     char none[] = "";
-    EXPECT_EQ(runDetectPict2(r.labels(), &gray, &attr, &pict, nullptr, &page.fg.stTableData,
-                             r.work.data(), 0, 8, &p, 0, none),
-              1);
-    EXPECT_EQ(p.iPictPixelNum, r.param.iPictPixelNum);
-    EXPECT_TRUE(std::equal(before.begin(), before.end(), r.work.begin()));
+    EXPECT_EQ((Ints{runDetectPict(five.record(), nullptr, 0, 8, &p, 0, none),
+                    runDetectPict2(labels.data(), &planes[0], &planes[1], &planes[2], nullptr, &five.fg.stTableData,
+                                   nullptr, 0, 8, &p, 0, none)}),
+              (Ints{-3, -3}));  // no work buffer
 }
 
-TEST(DriverDump, UnopenableDirectoryDoesNotChangeTheResult) {
+TEST(Driver, RunsThatGiveIdenticalBytes) {
+    Page gray = standardPage(), colour = standardPage(true), attrs(800, 800, false, 128);
+    attrs.attrRect(100, 100, 199, 179, 112);
+    gray.attrRect(20, 20, 40, 40, 112);  // P attributes, and high ones over the photo
+    gray.attrRect(500, 100, 520, 110, 200);
+    colour.attr = gray.attr;
+    Page noTables = standardPage(false, false), emptyTables = standardPage(false, false);
+    emptyTables.exclude(400, 0, 300, 799).exclude(-3, -8, -1, 799);  // reversed; halved to column -1
+    const std::tuple<const char*, Page*, Page*, int, int> pairs[] = {{"colour uses its first sample", &gray, &colour, 1, 1},
+        {"attribute mode 2 is mode 0", &attrs, &attrs, 0, 2}, {"empty tables clear nothing", &noTables, &emptyTables, 0, 0}};
+    for (auto [what, pageA, pageB, attrA, attrB] : pairs) {
+        Detection a, b;
+        EXPECT_EQ(a.run(*pageA, attrA), b.run(*pageB, attrB)) << what;
+        EXPECT_TRUE(a.param.iPictPixelNum == b.param.iPictPixelNum && a.work.bytes == b.work.bytes) << what;
+    }
+}
+
+TEST(Driver, ResultMaskLabelsAndDumpAgree) {
     Page page = standardPage();
+    const std::string dir = tt::scratchDir("driver");
     Detection r;
-    EXPECT_EQ(r.go(page, 0, 8, 0, "/nonexistent-dir/x"), 1);
-    EXPECT_GT(r.param.iPictPixelNum, 0);
+    ASSERT_EQ(r.run(page, 0, 8, 0, dir), 1);
+    Plane mask = r.mask(), labelPlane(r.w4, r.h4);
+    const long n = long(r.w4) * r.h4, s = r.param.iPictPixelNum;
+    EXPECT_EQ(std::count(mask.px.begin(), mask.px.end(), 0), n - s);  // and s ones
+    EXPECT_EQ(tt::readText(dir + "/pict_count.csv"), std::to_string(s) + "," + std::to_string(n) + "\n");
+    // The passes stopped on a stable count: the table is the labelling of
+    // the final mask, and plane 8 its label plane.
+    std::vector<uint8_t> work(TAVRIN_DETECT_WORK_SIZE);
+    std::vector<PictLabel> fresh(4097);
+    char none[] = "";
+    const int k = entLabeling(fresh.data(), &mask.img, &labelPlane.img, work.data(), none);
+    EXPECT_TRUE(k >= 1 && std::memcmp(fresh.data(), r.labels(), (k + 1) * sizeof(PictLabel)) == 0);
+    const uint8_t* plane8 = r.at(TAVRIN_DETECT_PLANES_OFFSET + 8 * TAVRIN_DETECT_PLANE_LIMIT);
+    EXPECT_TRUE(std::equal(labelPlane.px.begin(), labelPlane.px.end(), plane8));
+    EXPECT_EQ(Detection().run(page, 0, 8, 0, "/nonexistent-dir/x"), 1);  // an unopenable dump directory
+}
+
+TEST(Driver, TableExclusionAndSampling) {
+    Page page = standardPage(false, false);
+    Detection cut;
+    // A table rectangle is read left, top, right, bottom: quarter columns
+    // 150..159 of every row. Closing keeps the gap; the last erosion widens
+    // it by one.
+    ASSERT_GE(cut.run(page.exclude(2 * 150 + 1, 0, 2 * 159 + 1, 2000), 0, -1), 0);
+    EXPECT_EQ((Ints{cut.ones(149, 60, 160, 164), cut.ones(148, 60, 148, 164), cut.ones(161, 60, 161, 164)}), (Ints{0, 105, 105}));
+
+    Page small(9, 10);  // quarter 3 x 3: every fourth pixel, every second attribute (colour: table above)
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 9; ++x) small.gray(x, y, uint8_t(10 * y + x));
+    for (size_t i = 0; i < small.attr.size(); ++i) small.attr[i] = uint8_t(i);
+    Detection r;
+    ASSERT_GE(r.run(small), 0);
+    const uint8_t *gray = r.at(TAVRIN_DETECT_GRAY_OFFSET), *attr = r.at(TAVRIN_DETECT_ATTR_OFFSET);
+    EXPECT_EQ(tt::Bytes(gray, gray + 9), (tt::Bytes{0, 4, 8, 40, 44, 48, 80, 84, 88}));
+    EXPECT_EQ(tt::Bytes(attr, attr + 9), (tt::Bytes{0, 2, 4, 10, 12, 14, 20, 22, 24}));
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs the built library into a scratch prefix and builds a small caller
-# against it twice: with CMake's find_package and with pkg-config; then runs
-# the installed tavrin program, which must find the library by its run path.
-#   check_install.sh BUILD_DIR EXAMPLE_DIR SCRATCH_DIR
+# check_install.sh BUILD_DIR EXAMPLE_DIR SCRATCH_DIR: installs the library into
+# a scratch prefix, builds a small caller against it with CMake's find_package
+# and with pkg-config, and runs the installed tavrin, which finds the library
+# by its run path.
 set -eu
 build=$1 example=$2 scratch=$3
 rm -rf "$scratch"

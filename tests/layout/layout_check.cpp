@@ -1,10 +1,7 @@
-// Record layout check: every public header, and static_asserts of the byte
-// size and offset of every record. Compiled for x86-64 with every build and
-// for i386 (g++ -m32 -fsyntax-only) by `make check`; nothing is run.
-//
-// Records without pointers must be identical on both; records holding
-// pointers follow the 32-bit layout on i386 (PTR = 4) and widen only their
-// pointer members on x86-64.
+// Record layout: static_asserts of the size and offset of every record of the
+// public headers, compiled for x86-64 with every build and for i386 (g++ -m32
+// -fsyntax-only) by `make check`. Records without pointers are identical on
+// both; records with pointers widen only those on x86-64.
 #include <TavrinCommon.h>
 
 #include <cstddef>
