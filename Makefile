@@ -2,14 +2,19 @@
 # included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
-# and `make check` for the sanitizer and i386 layout checks that CI adds.
+# and `make check` for the sanitizer, thread-sanitizer and i386 layout checks
+# that CI adds, `make fuzz SECONDS=N` for the fuzz targets (N seconds each).
 JOBS ?= 2
 BUILD ?= build
+SECONDS ?= 10
 
-.PHONY: deps build test check bench run clean
+.PHONY: deps deps-clang build test check fuzz bench run clean
 
 deps:
 	@bash scripts/deps.sh
+
+deps-clang:
+	@bash scripts/deps.sh clang
 
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release
@@ -18,8 +23,11 @@ build: deps
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-check: deps
+check: deps-clang
 	JOBS=$(JOBS) bash scripts/check.sh
+
+fuzz: deps-clang
+	JOBS=$(JOBS) bash scripts/fuzz.sh $(SECONDS)
 
 bench: deps
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
@@ -34,4 +42,4 @@ run: build
 	$(BUILD)/apps/tavrin/tavrin detect samples/sample-page.jpg --overlay out/sample-overlay.png --json out/sample.json
 
 clean:
-	rm -rf $(BUILD) build-asan build-bench out
+	rm -rf $(BUILD) build-asan build-tsan build-fuzz build-bench out

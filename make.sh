@@ -2,7 +2,8 @@
 # The entry point for a fresh Debian 12 machine (as root or with sudo):
 #   ./make.sh run     build and run the main job on the sample page
 #   ./make.sh test    build and run every test
-#   ./make.sh check   sanitizer and i386 layout checks
+#   ./make.sh check   sanitizer, thread-sanitizer and i386 layout checks
+#   ./make.sh fuzz SECONDS=60   every fuzz target for 60 s (default 10)
 #   ./make.sh bench   benchmarks
 # It first installs the missing Debian packages (make itself among them),
 # then runs the Makefile target of the same name.

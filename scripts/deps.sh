@@ -2,6 +2,9 @@
 # Installs the Debian 12 packages that building, testing and running
 # libTavrinCommon need, and only those that are missing. Runs as root, or
 # through sudo when it is there.
+#   bash scripts/deps.sh [clang]
+# "clang" adds the group that only the fuzz targets and the ThreadSanitizer
+# check need (make fuzz, make check), so the plain build stays lean.
 set -eu
 
 packages=(
@@ -18,6 +21,15 @@ packages=(
   # its end-to-end tests render PDFs with two independent readers
   mupdf-tools ghostscript
 )
+
+for group in "$@"; do
+  case $group in
+    # clang with libFuzzer and the sanitizer runtimes; libomp, because
+    # ThreadSanitizer cannot see into libgomp's synchronisation
+    clang) packages+=(clang-14 libfuzzer-14-dev libclang-rt-14-dev libomp-14-dev) ;;
+    *) echo "deps: unknown group '$group'" >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for p in "${packages[@]}"; do
