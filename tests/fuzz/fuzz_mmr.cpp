@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <tiffio.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -21,43 +22,12 @@ namespace {
 constexpr size_t kGuard = 16;
 constexpr uint8_t kGuardByte = 0xA5;
 
-// A TIFF file in a string, for libtiff's client I/O.
-struct MemoryFile {
-    std::string bytes;
-    toff_t at = 0;
-};
-MemoryFile& fileOf(thandle_t h) { return *static_cast<MemoryFile*>(h); }
-tmsize_t readProc(thandle_t h, void* b, tmsize_t n) {
-    MemoryFile& f = fileOf(h);
-    n = std::min<tmsize_t>(n, f.at < f.bytes.size() ? f.bytes.size() - f.at : 0);
-    std::memcpy(b, f.bytes.data() + f.at, n);
-    f.at += n;
-    return n;
-}
-tmsize_t writeProc(thandle_t h, void* b, tmsize_t n) {
-    MemoryFile& f = fileOf(h);
-    if (f.bytes.size() < f.at + n) f.bytes.resize(f.at + n);
-    std::memcpy(&f.bytes[f.at], b, n);
-    f.at += n;
-    return n;
-}
-toff_t seekProc(thandle_t h, toff_t off, int whence) {
-    MemoryFile& f = fileOf(h);
-    return f.at = (whence == SEEK_SET ? 0 : whence == SEEK_CUR ? f.at : f.bytes.size()) + off;
-}
-int closeProc(thandle_t) { return 0; }
-toff_t sizeProc(thandle_t h) { return fileOf(h).bytes.size(); }
-int mapProc(thandle_t, void**, toff_t*) { return 0; }
-void unmapProc(thandle_t, void*, toff_t) {}
-
-TIFF* open(MemoryFile& f, const char* mode) {
-    return TIFFClientOpen("mmr", mode, &f, readProc, writeProc, seekProc, closeProc, sizeProc, mapProc, unmapProc);
-}
-
-// Decodes bare T.6 bytes of a width x height image into packed rows.
+// Decodes bare T.6 bytes of a width x height image into packed rows, through
+// a one-strip TIFF file that libtiff writes around them and reads back.
 std::vector<uint8_t> decode(const uint8_t* mmr, size_t n, uint32_t width, uint32_t height) {
-    MemoryFile f;
-    TIFF* w = open(f, "w");
+    static const std::string path =
+        (access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + std::string("/fuzz_mmr_") + std::to_string(getpid());
+    TIFF* w = TIFFOpen(path.c_str(), "w");
     TIFFSetField(w, TIFFTAG_IMAGEWIDTH, width);
     TIFFSetField(w, TIFFTAG_IMAGELENGTH, height);
     TIFFSetField(w, TIFFTAG_BITSPERSAMPLE, 1);
@@ -66,8 +36,7 @@ std::vector<uint8_t> decode(const uint8_t* mmr, size_t n, uint32_t width, uint32
     TIFFSetField(w, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
     TIFFWriteRawStrip(w, 0, const_cast<uint8_t*>(mmr), n);
     TIFFClose(w);
-    f.at = 0;
-    TIFF* r = open(f, "r");
+    TIFF* r = TIFFOpen(path.c_str(), "r");
     std::vector<uint8_t> rows(size_t((width + 7) / 8) * height);
     if (r == nullptr || TIFFReadEncodedStrip(r, 0, rows.data(), rows.size()) != tmsize_t(rows.size()))
         std::abort();
