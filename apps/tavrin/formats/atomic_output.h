@@ -24,7 +24,7 @@ public:
     const std::string& path() const { return path_; }
     // Writes all of `data` into the temporary file; throws AppError
     // (kExitFailure) naming the output and the system's reason (a full
-    // disk, a file-size limit) and leaves nothing behind.
+    // disk, a file-size limit).
     void write(const std::string& data);
     void commit();
     // Commits several outputs together: an interrupt arriving meanwhile

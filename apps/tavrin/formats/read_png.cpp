@@ -39,8 +39,11 @@ Page decodePng(const std::vector<uint8_t>& file, const std::string& path) {
     image.version = PNG_IMAGE_VERSION;
     Page page;
     auto fail = [&](const char* what) {
-        // libpng names every failed allocation "... memory".
-        const bool memory = std::strstr(image.message, "memory") != nullptr;
+        // libpng's words for a failed allocation (its limits on chunk sizes
+        // say "too much" or "exceeds": those chunks are damaged).
+        const char* m = image.message;
+        const bool memory = strcasestr(m, "out of memory") || strcasestr(m, "insufficient memory") ||
+                            strcasestr(m, "allocation failed");
         const std::string msg = path + ": damaged PNG (" + what + ": " + image.message + ")";
         png_image_free(&image);
         return memory ? outOfMemory(page, path) : AppError(kExitFormat, msg);
