@@ -3,7 +3,7 @@
 // error with the exit code of its kind; every page that is read must hold
 // exactly width x height x channels bytes.
 //
-// The fuzz build refuses pages above 4 million pixels (as too large), and
+// The fuzz build refuses pages above 1 million pixels (as too large), and
 // the sanitizer's allocation limit (scripts/fuzz.sh) makes any allocation
 // that a few bytes can inflate beyond that a finding.
 #include <unistd.h>
