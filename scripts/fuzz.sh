@@ -50,5 +50,5 @@ for t in "${targets[@]}"; do
   "$bin" "$corpus" "${known[@]}" -max_total_time="$seconds" -timeout=30 -print_final_stats=1 \
     -artifact_prefix="$findings/" 2>"$findings/fuzz.log" ||
     { tail -n 60 "$findings/fuzz.log"; echo "fuzz_$t: finding saved in $findings" >&2; exit 1; }
-  grep -E '^#[0-9]+ +DONE' "$findings/fuzz.log" || true
+  grep -E '^#[0-9]+[[:space:]]+DONE' "$findings/fuzz.log" || true
 done
