@@ -8,13 +8,10 @@ JOBS ?= 2
 BUILD ?= build
 SECONDS ?= 10
 
-.PHONY: deps deps-clang build test check fuzz bench run clean
+.PHONY: deps build test check fuzz bench run clean
 
 deps:
 	@bash scripts/deps.sh
-
-deps-clang:
-	@bash scripts/deps.sh clang
 
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release
@@ -23,13 +20,16 @@ build: deps
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-check: deps-clang
+check:
+	@bash scripts/deps.sh check
 	JOBS=$(JOBS) bash scripts/check.sh
 
-fuzz: deps-clang
+fuzz:
+	@bash scripts/deps.sh fuzz
 	JOBS=$(JOBS) bash scripts/fuzz.sh $(SECONDS)
 
-bench: deps
+bench:
+	@bash scripts/deps.sh bench
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/bench_*; do [ -x "$$b" ] && "$$b"; done

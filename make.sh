@@ -9,5 +9,5 @@
 # then runs the Makefile target of the same name.
 set -eu
 cd "$(dirname "$0")"
-bash scripts/deps.sh
+bash scripts/deps.sh "${@:-run}"
 exec make "${@:-run}"

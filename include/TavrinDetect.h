@@ -171,7 +171,8 @@ TAVRIN_API int maskedEntropy2(int first, int end, ImgTavrin* src, ImgTavrin* mas
 // whose mask byte is 0. Uses the zero row of the work buffer. Returns 0 (or
 // the merged status of the two bands); 2, writing nothing, for null
 // arguments, a mask of another size, in-place use (src and dst sharing
-// pixels), or a width above the zero row's 1312 bytes.
+// pixels), or a width above the zero row's 1312 bytes. Each band takes
+// about 40 KB of its thread's stack (rows of its window).
 TAVRIN_API int smoothFilter(ImgTavrin* src, ImgTavrin* mask, ImgTavrin* dst,
                             uint8_t* pucWorkBuf, ST_PARAM_DETECT_PICT* pstParam, int iParallel);
 // Band worker over rows [first, end): kernel is 49 floats, range points at

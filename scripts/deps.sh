@@ -2,9 +2,11 @@
 # Installs the Debian 12 packages that building, testing and running
 # libTavrinCommon need, and only those that are missing. Runs as root, or
 # through sudo when it is there.
-#   bash scripts/deps.sh [clang]
-# "clang" adds the group that only the fuzz targets and the ThreadSanitizer
-# check need (make fuzz, make check), so the plain build stays lean.
+#   bash scripts/deps.sh          the packages of every build, test and run
+#   bash scripts/deps.sh bench    also the peers the benchmarks compare with
+#   bash scripts/deps.sh check    also clang 14 with libFuzzer, its sanitizer
+#   bash scripts/deps.sh fuzz     runtimes and libomp (thread sanitizer, fuzzing)
+# Other arguments (make targets passed on by make.sh) add nothing.
 set -eu
 
 packages=(
@@ -22,12 +24,20 @@ packages=(
   mupdf-tools ghostscript
 )
 
+# bench: the libraries and programs that bench/ sets ours against (never
+# linked into the library or the program), hyperfine for whole processes,
+# matplotlib for the scaling plot, valgrind for instruction counts.
+bench_packages=(
+  libopencv-imgproc-dev libleptonica-dev leptonica-progs img2pdf
+  hyperfine python3-matplotlib valgrind
+)
+# check, fuzz: clang 14 with libFuzzer and the sanitizer runtimes; libomp,
+# because ThreadSanitizer cannot see into libgomp's synchronisation.
+clang_packages=(clang-14 libfuzzer-14-dev libclang-rt-14-dev libomp-14-dev)
 for group in "$@"; do
   case $group in
-    # clang with libFuzzer and the sanitizer runtimes; libomp, because
-    # ThreadSanitizer cannot see into libgomp's synchronisation
-    clang) packages+=(clang-14 libfuzzer-14-dev libclang-rt-14-dev libomp-14-dev) ;;
-    *) echo "deps: unknown group '$group'" >&2; exit 2 ;;
+    bench) packages+=("${bench_packages[@]}") ;;
+    check | fuzz) packages+=("${clang_packages[@]}") ;;
   esac
 done
 

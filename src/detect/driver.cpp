@@ -13,8 +13,13 @@
 #include <cstdint>
 #include <cstdio>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "TavrinDetect.h"
 #include "detect/dump_file.h"
+#include "detect/labeling_passes.h"
 
 int illust_flag = 0;
 
@@ -84,6 +89,48 @@ void excludeTables(const ST_TABLEDATA& tables, ImgTavrin& candidate) {
     }
 }
 
+// dst[j] = src[step * j] for j < n, where src holds `available` bytes; step
+// 2 or 4. Sixteen outputs at a time where their source bytes lie inside.
+void sampleRow(const uint8_t* src, size_t available, int step, uint8_t* dst, int n) {
+    int j = 0;
+#if defined(__SSE2__)
+    auto load = [&](int k) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + static_cast<size_t>(step) * j + 16 * k));
+    };
+    if (step == 4) {
+        const __m128i low = _mm_set1_epi32(0xFF);
+        for (; j + 16 <= n && static_cast<size_t>(4) * (j + 16) <= available; j += 16) {
+            const __m128i a = _mm_packs_epi32(_mm_and_si128(load(0), low), _mm_and_si128(load(1), low));
+            const __m128i b = _mm_packs_epi32(_mm_and_si128(load(2), low), _mm_and_si128(load(3), low));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + j), _mm_packus_epi16(a, b));
+        }
+    } else if (step == 2) {
+        const __m128i low = _mm_set1_epi16(0xFF);
+        for (; j + 16 <= n && static_cast<size_t>(2) * (j + 16) <= available; j += 16)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + j),
+                             _mm_packus_epi16(_mm_and_si128(load(0), low), _mm_and_si128(load(1), low)));
+    }
+#endif
+    for (; j < n; ++j) dst[j] = src[static_cast<size_t>(step) * j];
+}
+
+// Sum of n bytes (sixteen at a time with SSE2's sum of absolute differences).
+uint64_t byteSum(const uint8_t* p, size_t n) {
+    uint64_t sum = 0;
+    size_t i = 0;
+#if defined(__SSE2__)
+    __m128i sums = _mm_setzero_si128();
+    for (; i + 16 <= n; i += 16)
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)),
+                                                _mm_setzero_si128()));
+    uint64_t halves[2];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(halves), sums);
+    sum = halves[0] + halves[1];
+#endif
+    for (; i < n; ++i) sum += p[i];
+    return sum;
+}
+
 void writePictCount(char* debugPath, int32_t covered, int32_t total) {
     FILE* fp = tavrin_detect::openDumpFile(debugPath, "pict_count.csv");
     if (fp == nullptr) return;
@@ -126,17 +173,17 @@ int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavri
     if (maskedEntropy(&plane[kSmoothed], &plane[kHighAttr], &plane[kEntropy], parallel) != 0)
         throw kFilterFailed;
 
+    // High-entropy mask and, in the same pass, the candidate mask: with the
+    // P-attribute areas added (mode 1) or a copy of it.
     const uint8_t* entropy = plane[kEntropy].pucImage;
+    const uint8_t* grown = plane[kPAttrDilated2].pucImage;
     uint8_t* highEntropy = plane[kHighEntropy].pucImage;
-    for (size_t i = 0; i < n; ++i) highEntropy[i] = entropy[i] > kEntropyThreshold ? 1 : 0;
-
-    // Candidate mask, without the caller's tables.
-    if (attrMode == 1) {
-        const uint8_t* grown = plane[kPAttrDilated2].pucImage;
-        uint8_t* cand = plane[kCandidate].pucImage;
-        for (size_t i = 0; i < n; ++i) cand[i] = highEntropy[i] | grown[i];
-    } else {
-        copy_ImageTavrin(&plane[kHighEntropy], &plane[kCandidate], 1);
+    uint8_t* cand = plane[kCandidate].pucImage;
+    const uint8_t addGrown = attrMode == 1 ? 0xFF : 0;
+    for (size_t i = 0; i < n; ++i) {
+        const uint8_t high = entropy[i] > kEntropyThreshold ? 1 : 0;
+        highEntropy[i] = high;
+        cand[i] = high | (grown[i] & addGrown);
     }
     excludeTables(*tables, plane[kCandidate]);
 
@@ -148,9 +195,13 @@ int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavri
 
     // Label and replace accepted regions by their grown boxes until the
     // region count stops changing (or the passes run out).
+    // Every pass labels the same plane: the table entries that no earlier
+    // pass changed still hold their initial values.
     int previous = 0;
+    uint32_t identityFrom = 0;
     for (int64_t pass = 0; pass <= labelPassMax; ++pass) {
-        const int regions = entLabeling(labels, pict, &plane[kLabels], work, debugPath);
+        const int regions = tavrin::detect::labelAgain(labels, pict, &plane[kLabels], work,
+                                                       debugPath, identityFrom);
         if (regions < 0) throw labelPassStatus(pass);
         if (regions == previous) break;
         boudingBox(labels, regions, plane[kPAttrDilated2], plane[kHighAttrDilated], *pict, 1,
@@ -161,8 +212,7 @@ int detectOnPlanes(PictLabel* labels, ImgTavrin* gray, ImgTavrin* attr, ImgTavri
     // Page decision on the covered share, in double. A NaN threshold fails
     // the comparison (result 0); an empty page has the share 0.
     const uint8_t* mask = pict->pucImage;
-    uint64_t covered = 0;
-    for (size_t i = 0; i < n; ++i) covered += mask[i];
+    const uint64_t covered = byteSum(mask, n);
     const double share = n > 0 ? static_cast<double>(covered) / static_cast<double>(n) : 0.0;
     const int result = share >= param->dPictPageRatio ? 1 : 0;
     param->iPictPixelNum = static_cast<int32_t>(covered);
@@ -209,15 +259,16 @@ int detectOnPage(structFGInfos* fg, uint8_t* work, int attrMode, int labelPassMa
     // Sampling without filtering: first byte of page pixel (4j, 4i), byte
     // of the attribute map at (2j, 2i).
     const size_t bytesPerPixel = page.ucType == TAVRIN_TYPE_GRAY ? 1 : 3;
+    const size_t pageRow = static_cast<size_t>(pageWidth) * bytesPerPixel;
     for (int i = 0; i < height; ++i) {
-        const uint8_t* src = page.pucImage + 4 * static_cast<size_t>(i) * pageWidth * bytesPerPixel;
+        const uint8_t* src = page.pucImage + 4 * static_cast<size_t>(i) * pageRow;
         const uint8_t* attrRow = attrMap.pucImage + 2 * static_cast<size_t>(i) * attrStride;
         uint8_t* g = gray.pucImage + static_cast<size_t>(i) * width;
-        uint8_t* at = attr.pucImage + static_cast<size_t>(i) * width;
-        for (int j = 0; j < width; ++j) {
-            g[j] = src[4 * static_cast<size_t>(j) * bytesPerPixel];
-            at[j] = attrRow[2 * static_cast<size_t>(j)];
-        }
+        if (bytesPerPixel == 1)
+            sampleRow(src, pageRow, 4, g, width);
+        else
+            for (int j = 0; j < width; ++j) g[j] = src[12 * static_cast<size_t>(j)];
+        sampleRow(attrRow, attrStride, 2, attr.pucImage + static_cast<size_t>(i) * width, width);
     }
 
     return runDetectPict2(labels, &gray, &attr, &pict, &fg->stLayout, &fg->stTableData, work,

@@ -2,16 +2,22 @@
 // gray-level differences between the block's centre and the unmasked pixels
 // of its 11x11 neighbourhood spread over nine difference classes, as a base-9
 // entropy scaled to 0..255 and written into the whole block.
+//
+// Blocks away from the row ends are counted with byte vectors
+// (entropy_count.cpp), the others here with clamped columns; the term of
+// each class comes from a table of every count and divisor a block can have.
 #include <cstddef>
 
 #include "TavrinDetect.h"
+#include "detect/entropy_count.h"
 #include "detect/entropy_table.h"
 #include "detect/filter_bands.h"
 
 namespace {
 
-constexpr int kRadius = 5;            // neighbourhood 11 x 11
-constexpr int kClasses = 9;           // classes 0..8 enter the measure
+using tavrin::detect::kClasses;        // classes 0..8 enter the measure
+using tavrin::detect::kEntropyRadius;  // neighbourhood 11 x 11
+constexpr int kRadius = kEntropyRadius;
 constexpr int kFarClass = 9;          // |difference| > 35
 constexpr uint32_t kMinCounted = 17;  // smaller neighbourhoods are measured as 17
 
@@ -44,43 +50,85 @@ inline uint64_t unlessMasked(uint64_t increment, uint8_t maskByte) {
     return increment & (uint64_t{0} - static_cast<uint64_t>(maskByte == 0));
 }
 
-// Entropy of one neighbourhood from its packed counters, 0..255.
-int blockEntropy(uint64_t packed) {
-    uint32_t hist[kClasses];
-    uint32_t strongest = 0;
-    for (int k = 0; k < kClasses; ++k) {
+// The counters of classes 0..8 held in a packed word.
+void unpack(uint64_t packed, uint32_t (&hist)[kClasses]) {
+    for (int k = 0; k < kClasses; ++k)
         hist[k] = static_cast<uint32_t>((packed >> (kFieldBits * k)) & kFieldMask);
-        if (hist[k] > strongest) strongest = hist[k];
+}
+
+// Counters of classes 0..8 of the block at column x, any column: the first
+// and last columns that exist stand for every position clamped onto them
+// (weight), the others once. incrementOf[p]: packed increment of p - c.
+void countClamped(const uint8_t* const* srcRows, const uint8_t* const* maskRows, int x, int width,
+                  const uint64_t* incrementOf, uint32_t (&hist)[kClasses]) {
+    const int left = x - kRadius < 0 ? 0 : x - kRadius;
+    const int right = x + kRadius > width - 1 ? width - 1 : x + kRadius;
+    const uint32_t leftWeight = static_cast<uint32_t>(left - (x - kRadius) + 1);
+    const uint32_t rightWeight = static_cast<uint32_t>(x + kRadius - right + 1);
+    uint64_t packed = 0;
+    for (int k = 0; k <= 2 * kRadius; ++k) {
+        const uint8_t* s = srcRows[k];
+        const uint8_t* m = maskRows[k];
+        packed += unlessMasked(incrementOf[s[left]], m[left]) * leftWeight;
+        for (int j = left + 1; j < right; ++j) packed += unlessMasked(incrementOf[s[j]], m[j]);
+        packed += unlessMasked(incrementOf[s[right]], m[right]) * rightWeight;
     }
-    // A class under 51/512 of the strongest one is noise.
+    unpack(packed, hist);
+}
+
+// Term of one class holding `count` of `divisor` counted positions:
+// E[min(floor(count * 256 * r), 255)] with r = 1 / divisor held in long
+// double, the 64-bit-mantissa x87 format on x86 and the precision of the
+// established results. Its relative error is below 2^-64, so the index is
+// the integer quotient count * 256 / divisor except where that division is
+// exact: there the rounding of r may put the product just below the
+// quotient, and the long double product decides. (For the sums S <= 121
+// that occur, double precision would differ only between indices 127 and
+// 128, which have the same term.) Comparing instead of converting keeps the
+// x87 rounding mode untouched.
+int classTerm(uint32_t count, uint32_t divisor) {
+    const long double reciprocal = 1.0L / divisor;
+    const uint32_t scaled = count * 256u;
+    uint32_t index = scaled / divisor;
+    if (index * divisor == scaled && static_cast<long double>(scaled) * reciprocal < index) --index;
+    return tavrin::detect::kEntropyTerm[index > 255 ? 255 : index];
+}
+
+// Every term a block can need, [divisor][count] for divisors 17..121 and
+// counts up to the divisor, built once on first use (thread-safe).
+constexpr uint32_t kPositions = (2 * kRadius + 1) * (2 * kRadius + 1);
+struct TermTable {
+    uint8_t term[kPositions + 1][kPositions + 1];
+    TermTable() : term{} {
+        for (uint32_t divisor = kMinCounted; divisor <= kPositions; ++divisor)
+            for (uint32_t count = 1; count <= divisor; ++count)
+                term[divisor][count] = static_cast<uint8_t>(classTerm(count, divisor));
+    }
+};
+
+const TermTable& termTable() {
+    static const TermTable table;
+    return table;
+}
+
+// Entropy of one neighbourhood from its counters of classes 0..8, 0..255:
+// classes under 51/512 of the strongest one are noise, the others' terms
+// are summed over S counted positions, measured as 17 when S <= 16.
+int blockEntropy(uint32_t (&hist)[kClasses], const TermTable& table) {
+    uint32_t strongest = 0;
+    for (int k = 0; k < kClasses; ++k)
+        if (hist[k] > strongest) strongest = hist[k];
     uint32_t counted = 0;
     for (int k = 0; k < kClasses; ++k) {
         if (hist[k] * 512u < strongest * 51u) hist[k] = 0;
         counted += hist[k];
     }
-    // Index floor(count * 256 * r) with r the reciprocal of S (or of 17 for
-    // S <= 16) held in long double, the 64-bit-mantissa x87 format on x86 and
-    // the precision of the established results. Its relative error is below
-    // 2^-64, so the index is the integer quotient count * 256 / divisor except
-    // where that division is exact: there the rounding of r may put the
-    // product just below the quotient, and the long double product decides.
-    // (For the sums S <= 121 that occur, double precision would differ only
-    // between indices 127 and 128, which have the same term.) Comparing
-    // instead of converting keeps the x87 rounding mode untouched.
-    const uint32_t divisor = counted > 16 ? counted : kMinCounted;
-    const long double reciprocal = 1.0L / divisor;
+    const uint8_t* const terms = table.term[counted > 16 ? counted : kMinCounted];
     int entropy = 0;
-    for (int k = 0; k < kClasses; ++k) {
-        if (hist[k] == 0) continue;  // E[0] = 0
-        const uint32_t scaled = hist[k] * 256u;
-        uint32_t index = scaled / divisor;
-        if (index * divisor == scaled && static_cast<long double>(scaled) * reciprocal < index)
-            --index;
-        if (index > 255) index = 255;
-        entropy += tavrin::detect::kEntropyTerm[index];
-    }
+    for (int k = 0; k < kClasses; ++k) entropy += terms[hist[k]];  // E[0] = 0
     return entropy > 255 ? 255 : entropy;
 }
+
 
 }  // namespace
 
@@ -96,6 +144,8 @@ int maskedEntropy2(int first, int end, ImgTavrin* src, ImgTavrin* mask, ImgTavri
     uint64_t increment[511];
     buildIncrementTable(classOf, increment);
     if (width <= 4) return 0;  // no block column fits
+    const TermTable& terms = termTable();
+    const tavrin::detect::CountBlocksFn countInner = tavrin::detect::countBlocksForThisCpu();
 
     // Block centres run first, first + 3, ...; a block must lie inside the
     // plane (rows y - 1 .. y + 1), so centres outside 1 .. H - 2 are skipped
@@ -122,32 +172,25 @@ int maskedEntropy2(int first, int end, ImgTavrin* src, ImgTavrin* mask, ImgTavri
         }
         const uint8_t* const centreRow = srcPix + y * stride;
 
-        for (int x = 2; x < width - 2; x += 3) {
-            // Clamped columns: the first and last columns that exist stand
-            // for every position clamped onto them (weight), the others once.
-            const int left = x - kRadius < 0 ? 0 : x - kRadius;
-            const int right = x + kRadius > width - 1 ? width - 1 : x + kRadius;
-            const uint32_t leftWeight = static_cast<uint32_t>(left - (x - kRadius) + 1);
-            const uint32_t rightWeight = static_cast<uint32_t>(x + kRadius - right + 1);
-            // incrementOf[p] = packed increment of the class of p - c
-            const uint64_t* const incrementOf = increment + 255 - centreRow[x];
-
-            uint64_t packed = 0;
-            for (int k = 0; k <= 2 * kRadius; ++k) {
-                const uint8_t* s = srcRows[k];
-                const uint8_t* m = maskRows[k];
-                packed += unlessMasked(incrementOf[s[left]], m[left]) * leftWeight;
-                for (int j = left + 1; j < right; ++j)
-                    packed += unlessMasked(incrementOf[s[j]], m[j]);
-                packed += unlessMasked(incrementOf[s[right]], m[right]) * rightWeight;
-            }
-
-            const uint8_t value = static_cast<uint8_t>(blockEntropy(packed));
+        auto write = [&](int x, uint32_t (&hist)[kClasses]) {
+            const uint8_t value = static_cast<uint8_t>(blockEntropy(hist, terms));
             for (int dy = -1; dy <= 1; ++dy) {
                 uint8_t* out = dstPix + (y + dy) * stride + x;
                 out[-1] = value;
                 out[0] = value;
                 out[1] = value;
+            }
+        };
+        for (int x = 2; x < width - 2;) {
+            if (countInner != nullptr && tavrin::detect::countFits(x, width)) {
+                uint32_t hist[tavrin::detect::kCountChunk][kClasses];
+                const int n = countInner(srcRows, maskRows, centreRow, x, width, hist);
+                for (int i = 0; i < n; ++i, x += 3) write(x, hist[i]);
+            } else {
+                uint32_t hist[kClasses];
+                countClamped(srcRows, maskRows, x, width, increment + 255 - centreRow[x], hist);
+                write(x, hist);
+                x += 3;
             }
         }
     }

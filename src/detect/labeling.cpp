@@ -17,6 +17,7 @@
 
 #include "TavrinDetect.h"
 #include "detect/dump_file.h"
+#include "detect/labeling_passes.h"
 
 namespace {
 
@@ -54,11 +55,11 @@ void dumpLabelTable(char* dir, const PictLabel* table, int k) {
     std::fclose(fp);
 }
 
-}  // namespace
-
-int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWidth, int iHeight,
-               char* pcDumpDir) {
-    uint32_t* const T = puiTable;
+// The provisional pass of init_label without its dump. With zeroRest, a
+// failing pass also clears the provisional labels of the pixels it did not
+// reach, as if the plane had been cleared before (entLabeling's step).
+int provisionalPass(const uint8_t* pucMask, uint16_t* pusProv, uint32_t* T, int iWidth, int iHeight,
+                    bool zeroRest) {
     uint32_t count = 0;
     for (int y = 0; y < iHeight; ++y) {
         const uint8_t* row = pucMask + static_cast<size_t>(y) * iWidth;
@@ -66,8 +67,45 @@ int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWid
         uint16_t* lab = pusProv + static_cast<size_t>(y) * iWidth;
         const uint16_t* labUp = y > 0 ? lab - iWidth : nullptr;
         for (int x = 0; x < iWidth; ++x) {
+            // Masks are mostly background: a run of clear bytes, found eight
+            // at a time, gets its zero labels at once.
+            int clear = x;
+            for (uint64_t eight; clear + 8 <= iWidth; clear += 8) {
+                std::memcpy(&eight, row + clear, 8);
+                if (eight != 0) break;
+            }
+            if (clear > x) {
+                std::memset(lab + x, 0, sizeof(uint16_t) * static_cast<size_t>(clear - x));
+                x = clear;
+                if (x >= iWidth) break;
+            }
             if (row[x] == 0) {
                 lab[x] = 0;
+                continue;
+            }
+            // Inside a region (all four neighbours present, one label above)
+            // the steps below reduce to: t = T[T[u]] against the left label.
+            if (up != nullptr && x > 0 && x + 1 < iWidth && row[x - 1] != 0 && up[x - 1] != 0 &&
+                up[x] != 0 && up[x + 1] != 0 && labUp[x - 1] == labUp[x] &&
+                labUp[x + 1] == labUp[x]) {
+                const uint32_t left = lab[x - 1];
+                const uint16_t u = labUp[x];
+                const uint32_t t = T[T[u]];
+                if (t < left) {
+                    lab[x] = static_cast<uint16_t>(t);
+                    T[left] = t;
+                } else if (t > left) {
+                    lab[x] = static_cast<uint16_t>(left);
+                    T[T[u]] = left;
+                } else {
+                    // t = left changes nothing in the table, so the following
+                    // pixels of the run with u above (upper-right included)
+                    // take the same label.
+                    int end = x + 1;
+                    while (end + 1 < iWidth && row[end] != 0 && labUp[end + 1] == u) ++end;
+                    std::fill(lab + x, lab + end, static_cast<uint16_t>(t));
+                    x = end - 1;
+                }
                 continue;
             }
             const bool hasL = x > 0 && row[x - 1] != 0;
@@ -106,7 +144,14 @@ int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWid
                 lab[x] = static_cast<uint16_t>(m);
                 cur = m;
             } else {
-                if (fresh > kMaxProvisional) return -static_cast<int>(fresh);
+                if (fresh > kMaxProvisional) {
+                    if (zeroRest) {
+                        const size_t at = static_cast<size_t>(y) * iWidth + x;
+                        const size_t n = static_cast<size_t>(iWidth) * iHeight;
+                        std::fill(pusProv + at, pusProv + n, uint16_t{0});
+                    }
+                    return -static_cast<int>(fresh);
+                }
                 lab[x] = static_cast<uint16_t>(fresh);
                 count = fresh;
                 continue;
@@ -121,12 +166,23 @@ int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWid
         }
     }
 
-    if (FILE* fp = tavrin_detect::openDumpFile(pcDumpDir, "init_table.txt")) {
-        for (uint32_t l = 1; l <= count; ++l)
-            std::fprintf(fp, "%d,%d\n", static_cast<int>(l), static_cast<int>(T[l]));
+    return static_cast<int>(count);
+}
+
+void dumpInitTable(char* dir, const uint32_t* T, int count) {
+    if (FILE* fp = tavrin_detect::openDumpFile(dir, "init_table.txt")) {
+        for (int l = 1; l <= count; ++l) std::fprintf(fp, "%d,%d\n", l, static_cast<int>(T[l]));
         std::fclose(fp);
     }
-    return static_cast<int>(count);
+}
+
+}  // namespace
+
+int init_label(uint8_t* pucMask, uint16_t* pusProv, uint32_t* puiTable, int iWidth, int iHeight,
+               char* pcDumpDir) {
+    const int count = provisionalPass(pucMask, pusProv, puiTable, iWidth, iHeight, false);
+    if (count >= 0) dumpInitTable(pcDumpDir, puiTable, count);
+    return count;
 }
 
 int CorrelationTableGeneration(uint32_t* puiTable, uint32_t* puiCorr, int n, char* pcDumpDir) {
@@ -165,6 +221,11 @@ int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uin
         for (int x = 0; x < iWidth;) {
             const uint16_t l = prov[x];
             int end = x + 1;
+            // Runs are long: eight labels at a time while all eight match.
+            uint64_t eight[2];
+            const uint64_t same = 0x0001000100010001ull * l;
+            while (end + 8 <= iWidth && (std::memcpy(eight, prov + end, 16), ((eight[0] ^ same) | (eight[1] ^ same)) == 0))
+                end += 8;
             while (end < iWidth && prov[end] == l) ++end;
             const uint32_t f = puiCorr[l];
             std::memset(out + x, static_cast<uint8_t>(f), static_cast<size_t>(end - x));  // 300 -> 44
@@ -182,6 +243,15 @@ int correct_label(PictLabel* pstLabel, uint16_t* pusProv, uint8_t* pucLabel, uin
 
 int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uint8_t* pucWorkBuf,
                 char* pcDumpDir) {
+    uint32_t identityFrom = 0;
+    return tavrin::detect::labelAgain(pstLabel, mask, labelPlane, pucWorkBuf, pcDumpDir,
+                                      identityFrom);
+}
+
+int tavrin::detect::labelAgain(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane,
+                               uint8_t* pucWorkBuf, char* pcDumpDir, uint32_t& identityFrom) {
+    const uint32_t knownFrom = identityFrom;
+    identityFrom = 0;
     if (pstLabel == nullptr || mask == nullptr || labelPlane == nullptr || pucWorkBuf == nullptr)
         return kFailure;
     const int width = mask->usWidth;
@@ -199,30 +269,43 @@ int entLabeling(PictLabel* pstLabel, ImgTavrin* mask, ImgTavrin* labelPlane, uin
     uint32_t* T = reinterpret_cast<uint32_t*>(tableArea);
     uint16_t* prov = reinterpret_cast<uint16_t*>(provArea);
 
-    // One entry past N is initialised as well (while it fits the region):
-    // a 1 x 1 foreground image hands out label 1 = N, whose entry the
-    // resolution reads.
-    const int64_t tableEntries = std::min<int64_t>(n + 1, TAVRIN_DETECT_EQUIV_LIMIT / 4);
-    for (int64_t i = 0; i < tableEntries; ++i) T[i] = static_cast<uint32_t>(i);
-    std::fill(prov, prov + n, uint16_t{0});
-    std::fill(labelPlane->pucImage, labelPlane->pucImage + n, uint8_t{0});
+    // Provisional labels stay below N, except on a one-pixel plane: its
+    // pixel gets label 1 = N, whose entry the resolution reads. Only there
+    // is the entry past the table initialised; every other call leaves that
+    // byte of the work buffer as it was.
+    const uint32_t entries = static_cast<uint32_t>(n);  // n fits the region, so 32 bits
+    const uint32_t initialise = knownFrom > 0 && knownFrom < entries ? knownFrom : entries;
+    for (uint32_t i = 0; i < initialise; ++i) T[i] = i;
+    if (n == 1) T[1] = 1;
 
-    const int provisional = init_label(mask->pucImage, prov, T, width, height, pcDumpDir);
-    if (provisional < 0) return kFailure;
+    // The provisional and label planes start cleared. The provisional pass
+    // writes every provisional label (and clears the rest when it fails) and
+    // the final pass every byte of the label plane, so the label plane is
+    // cleared only when a failure stops the call before that pass.
+    uint8_t* const labels = labelPlane->pucImage;
+    auto fail = [&] {
+        std::fill(labels, labels + n, uint8_t{0});
+        return kFailure;
+    };
+    const int provisional = provisionalPass(mask->pucImage, prov, T, width, height, true);
+    if (provisional < 0) return fail();
+    dumpInitTable(pcDumpDir, T, provisional);
 
     uint8_t* corrArea = TavrinApp_MemAlloc(pucWorkBuf, (provisional + 1) * 4,
                                            static_cast<int>(TAVRIN_DETECT_CORR_LIMIT),
                                            static_cast<int>(TAVRIN_DETECT_CORR_OFFSET));
-    if (corrArea == nullptr) return kFailure;  // 8192 provisional labels
+    if (corrArea == nullptr) return fail();  // 8192 provisional labels
     uint32_t* corr = reinterpret_cast<uint32_t*>(corrArea);
     for (int l = 0; l <= provisional; ++l) corr[l] = static_cast<uint32_t>(l);
 
     const int k = CorrelationTableGeneration(T, corr, provisional, pcDumpDir);
     // Taken as unsigned, a failure (-4097) exceeds the limit as well as 4096.
-    if (static_cast<unsigned>(k) > static_cast<unsigned>(kMaxAccepted)) return kFailure;
+    if (static_cast<unsigned>(k) > static_cast<unsigned>(kMaxAccepted)) return fail();
 
     for (int l = 0; l <= k; ++l) pstLabel[l] = PictLabel{0, kBoxInit, kBoxInit, 0, 0};
-    correct_label(pstLabel, prov, labelPlane->pucImage, corr, width, height);
+    correct_label(pstLabel, prov, labels, corr, width, height);
     dumpLabelTable(pcDumpDir, pstLabel, k);
+    // The passes wrote table entries up to the provisional labels only.
+    identityFrom = static_cast<uint32_t>(provisional) + 1;
     return k;
 }

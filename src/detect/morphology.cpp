@@ -2,10 +2,9 @@
 // removal of isolated pixels.
 //
 // Pixels outside the plane count as 0 for dilation and erosion alike, so an
-// erosion always clears the plane's outer frame. Rows are processed with a
-// sliding window over the column values (OR or AND of the three rows), eight
-// columns per 64-bit word: every source byte is loaded once per output row
-// and no temporary buffer is needed.
+// erosion always clears the plane's outer frame. The inner columns of a row
+// are computed 16 or 32 at a time from unaligned loads of the three source
+// rows at x - 1, x and x + 1; no temporary buffer is needed.
 #include <cstddef>
 #include <cstring>
 
@@ -14,57 +13,77 @@
 
 namespace {
 
-constexpr bool kLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
-
-// Column values of up to eight columns starting at x, packed one per byte in
-// memory order; columns past the row's end read as 0.
+// Column value at x: OR (dilation) or AND (erosion) of the three rows.
 template <bool Dilate>
-inline uint64_t columnWord(const uint8_t* a, const uint8_t* b, const uint8_t* c, int x, int n) {
-    uint64_t wa = 0, wb = 0, wc = 0;
-    if (n >= 8) {
-        std::memcpy(&wa, a + x, 8);
-        std::memcpy(&wb, b + x, 8);
-        std::memcpy(&wc, c + x, 8);
-    } else if (n > 0) {
-        std::memcpy(&wa, a + x, static_cast<size_t>(n));
-        std::memcpy(&wb, b + x, static_cast<size_t>(n));
-        std::memcpy(&wc, c + x, static_cast<size_t>(n));
+inline uint8_t column(const uint8_t* a, const uint8_t* b, const uint8_t* c, int x) {
+    return Dilate ? static_cast<uint8_t>(a[x] | b[x] | c[x]) : static_cast<uint8_t>(a[x] & b[x] & c[x]);
+}
+
+// Output columns [from, to) one by one, the row ends by their rules: outside
+// the row the column value is 0, so erosion gives 0 at both ends and
+// dilation takes only the columns that exist.
+template <bool Dilate>
+void morphColumns(const uint8_t* a, const uint8_t* b, const uint8_t* c, uint8_t* d, int w, int from,
+                  int to) {
+    for (int x = from; x < to; ++x) {
+        const uint8_t left = x > 0 ? column<Dilate>(a, b, c, x - 1) : 0;
+        const uint8_t right = x + 1 < w ? column<Dilate>(a, b, c, x + 1) : 0;
+        const uint8_t centre = column<Dilate>(a, b, c, x);
+        d[x] = Dilate ? static_cast<uint8_t>(left | centre | right)
+                      : static_cast<uint8_t>(left & centre & right);
     }
-    return Dilate ? (wa | wb | wc) : (wa & wb & wc);
 }
 
-// Each byte takes the value of the column to its left (x - 1); the first
-// byte takes the last byte of the previous word.
-inline uint64_t fromLeft(uint64_t cur, uint64_t prev) {
-    return kLittleEndian ? (cur << 8) | (prev >> 56) : (cur >> 8) | (prev << 56);
-}
-
-// Each byte takes the value of the column to its right (x + 1).
-inline uint64_t fromRight(uint64_t cur, uint64_t next) {
-    return kLittleEndian ? (cur >> 8) | (next << 56) : (cur << 8) | (next >> 56);
+// Inner columns N at a time (N-byte vectors): the nine source bytes of each
+// output byte are loaded at x - 1, x and x + 1 of the three rows, so every
+// load stays inside the row. Returns the first column not done.
+template <bool Dilate, int N>
+__attribute__((always_inline)) inline int morphVectors(const uint8_t* a, const uint8_t* b,
+                                                       const uint8_t* c, uint8_t* d, int w) {
+    typedef uint8_t Vec __attribute__((vector_size(N)));
+    const uint8_t* const rows[3] = {a, b, c};
+    int x = 1;
+    for (; x + N < w; x += N) {
+        Vec v;
+        std::memcpy(&v, a + x, N);
+        for (const uint8_t* row : rows)
+            for (int dx = -1; dx <= 1; ++dx) {
+                Vec u;
+                std::memcpy(&u, row + x + dx, N);
+                v = Dilate ? (v | u) : (v & u);
+            }
+        std::memcpy(d + x, &v, N);
+    }
+    return x;
 }
 
 // One output row d from the source rows a (above), b, c (below), w >= 1.
-// Dilation: d[x] = OR of the column values at x - 1, x, x + 1; erosion the
-// AND. The zero padding outside the row makes erosion give 0 at both ends
-// and lets dilation use only the columns that exist.
 template <bool Dilate>
 void morphRow(const uint8_t* a, const uint8_t* b, const uint8_t* c, uint8_t* d, int w) {
-    uint64_t prev = 0;
-    uint64_t cur = columnWord<Dilate>(a, b, c, 0, w);
-    for (int x = 0; x < w; x += 8) {
-        const uint64_t next = columnWord<Dilate>(a, b, c, x + 8, w - x - 8);
-        const uint64_t left = fromLeft(cur, prev);
-        const uint64_t right = fromRight(cur, next);
-        const uint64_t out = Dilate ? (left | cur | right) : (left & cur & right);
-        const int n = w - x < 8 ? w - x : 8;
-        if (n == 8)
-            std::memcpy(d + x, &out, 8);
-        else
-            std::memcpy(d + x, &out, static_cast<size_t>(n));
-        prev = cur;
-        cur = next;
-    }
+    morphColumns<Dilate>(a, b, c, d, w, 0, 1);
+    const int done = morphVectors<Dilate, 16>(a, b, c, d, w);
+    morphColumns<Dilate>(a, b, c, d, w, done, w);
+}
+
+#if defined(__x86_64__)
+template <bool Dilate>
+__attribute__((target("avx2"))) void morphRowAvx2(const uint8_t* a, const uint8_t* b,
+                                                   const uint8_t* c, uint8_t* d, int w) {
+    morphColumns<Dilate>(a, b, c, d, w, 0, 1);
+    const int done = morphVectors<Dilate, 32>(a, b, c, d, w);
+    morphColumns<Dilate>(a, b, c, d, w, done, w);
+}
+#endif
+
+using RowFn = void (*)(const uint8_t*, const uint8_t*, const uint8_t*, uint8_t*, int);
+
+// The widest row operation this processor runs.
+template <bool Dilate>
+RowFn rowOperation() {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2")) return morphRowAvx2<Dilate>;
+#endif
+    return morphRow<Dilate>;
 }
 
 template <bool Dilate>
@@ -75,9 +94,10 @@ void morphRows(int first, int end, const uint8_t* src, uint8_t* dst, int width, 
     if (first < 1) first = 1;
     if (end > height - 1) end = height - 1;
     const ptrdiff_t stride = width;
+    const RowFn morphRow = rowOperation<Dilate>();
     for (int y = first; y < end; ++y) {
         const uint8_t* row = src + y * stride;
-        morphRow<Dilate>(row - stride, row, row + stride, dst + y * stride, width);
+        morphRow(row - stride, row, row + stride, dst + y * stride, width);
     }
 }
 
@@ -100,7 +120,7 @@ int morophology_border(uint8_t* row, uint8_t* neighbour, uint8_t* dst, int width
         return 0;
     }
     // OR is idempotent: the rows (row, row, neighbour) give row | neighbour.
-    morphRow<true>(row, row, neighbour, dst, width);
+    rowOperation<true>()(row, row, neighbour, dst, width);
     return 0;
 }
 
@@ -144,20 +164,33 @@ int remove_SoloPoint(ImgTavrin plane) {
     // In place: a pixel is cleared only when all eight neighbours are 0, so
     // a cleared pixel was never a set neighbour of another candidate and the
     // scan order does not matter.
+    typedef uint8_t Vec __attribute__((vector_size(16)));
+    auto load = [](const uint8_t* p) {
+        Vec v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    };
     for (int y = 1; y < height - 1; ++y) {
         uint8_t* b = plane.pucImage + y * stride;
         const uint8_t* a = b - stride;
         const uint8_t* c = b + stride;
-        for (int x = 1; x < width - 1; ++x) {
-            // Masks are mostly 0: skip eight clear bytes at a time.
-            if (x + 8 <= width - 1) {
-                uint64_t eight;
-                std::memcpy(&eight, b + x, sizeof eight);
-                if (eight == 0) {
-                    x += 7;
-                    continue;
-                }
-            }
+        int x = 1;
+        // Sixteen pixels at a time while their neighbours lie in the row. A
+        // group is stored after the next group's loads, which read its last
+        // byte: a load that overlaps a store still in flight stalls.
+        Vec pending;
+        int pendingAt = 0;
+        for (; x + 17 <= width; x += 16) {
+            const Vec around = load(a + x - 1) | load(a + x) | load(a + x + 1) | load(b + x - 1) |
+                               load(b + x + 1) | load(c + x - 1) | load(c + x) | load(c + x + 1);
+            const Vec v = load(b + x);
+            const Vec lone = (v == 1) & (around == 0);  // all bits set where lone
+            if (pendingAt > 0) std::memcpy(b + pendingAt, &pending, sizeof pending);
+            pending = v & ~lone;
+            pendingAt = x;
+        }
+        if (pendingAt > 0) std::memcpy(b + pendingAt, &pending, sizeof pending);
+        for (; x < width - 1; ++x) {
             if (b[x] != 1) continue;
             const int around = a[x - 1] | a[x] | a[x + 1] | b[x - 1] | b[x + 1] | c[x - 1] |
                                c[x] | c[x + 1];
