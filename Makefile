@@ -5,12 +5,14 @@
 #   make python install the Python module (with the library and the
 #               program) and run a batch of the sample pages
 #   make eval   the evaluation on composed pages (SET=main|holdout, ARGS="...")
-# and `make check` for the sanitizer and i386 layout checks that CI adds;
+# and `make check` for the sanitizer, thread-sanitizer and i386 layout checks
+# that CI adds, `make fuzz SECONDS=N` for the fuzz targets (N seconds each);
 # `make mutate` plants faults one at a time and reports which the tests catch.
 JOBS ?= 2
 BUILD ?= build
+SECONDS ?= 10
 
-.PHONY: deps build test check mutate bench run python clean eval eval-deps
+.PHONY: deps build test check mutate fuzz bench run python clean eval eval-deps
 
 deps:
 	@bash scripts/deps.sh
@@ -22,12 +24,17 @@ build: deps
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-check: deps
+check:
+	@bash scripts/deps.sh check
 	JOBS=$(JOBS) bash scripts/check.sh
 
 # Slow (about half a minute per fault); uses its own tree in build-mutate/.
 mutate: deps
 	JOBS=$(JOBS) /usr/bin/python3 scripts/mutate.py
+
+fuzz:
+	@bash scripts/deps.sh fuzz
+	JOBS=$(JOBS) bash scripts/fuzz.sh $(SECONDS)
 
 bench:
 	@bash scripts/deps.sh bench
@@ -72,4 +79,4 @@ python: build
 	$(PREFIX)/bin/tavrin batch 'samples/*-page.jpg' -o out/batch --json
 
 clean:
-	rm -rf $(BUILD) build-asan build-bench build-mutate out
+	rm -rf $(BUILD) build-asan build-tsan build-fuzz build-bench build-mutate out

@@ -3,6 +3,13 @@
 //
 // The header needs no libtiff header: TIFF is forward-declared with the same
 // typedef that libtiff uses.
+//
+// Threads: the path functions only touch the buffers they are given, and
+// the dumps keep no state of their own, so all may run on several threads
+// at once on different files (two threads may also make the same dump
+// directory at once). The one shared state, the installation of the tag
+// extension by the first foreground dump or _XTIFFInitialize, happens
+// exactly once even when several threads arrive first together.
 #ifndef TAVRIN_DEBUG_H
 #define TAVRIN_DEBUG_H
 

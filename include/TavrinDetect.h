@@ -5,6 +5,15 @@
 // The records are shared with callers in binary form and laid out as on
 // 32-bit x86: f64 members aligned to 4 bytes, so a record without pointers
 // is byte-identical on i386 and x86-64.
+//
+// Threads: the detection keeps no global state; everything lives in the
+// work buffer, the caller's records and the stack. Calls with distinct work
+// buffers, parameter records and debug directories may run at the same time
+// on different threads (each with iParallel set, too); calls that share a
+// work buffer must not overlap. With iParallel non-zero the smoothing,
+// entropy and morphology filters run two row bands in one OpenMP parallel
+// region on the runtime's default team and join it before returning; the
+// stage functions may likewise run at once on distinct planes.
 #ifndef TAVRIN_DETECT_H
 #define TAVRIN_DETECT_H
 

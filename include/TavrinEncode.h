@@ -3,6 +3,13 @@
 //
 // The header needs no libtiff or libjpeg header: the types it mentions are
 // forward-declared with the same tags those libraries use.
+//
+// Threads: Tavrin_bwToMmr codes through the process-wide in-memory file
+// store under one fixed name, so only one call may run at a time in the
+// process, and no other use of the store meanwhile (TavrinFom.h).
+// Tavrin_MakeJPGStream, Tavrin_jpgToflate and Tavrin_WriteTIFF keep no state
+// of their own: they may run on several threads at once with distinct
+// buffers and paths.
 #ifndef TAVRIN_ENCODE_H
 #define TAVRIN_ENCODE_H
 

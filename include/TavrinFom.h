@@ -11,8 +11,11 @@
 // length above 0xFFFFFFFF, and descriptors outside the int range are never
 // open. The store never allocates, frees or grows a buffer.
 //
-// Not thread-safe: the store, handles from tifomOpen and Tavrin_bwToMmr must
-// be used by one thread at a time.
+// Threads: not thread-safe. The store has no lock, so every fom_* call,
+// every tifomOpen (it looks the name up in the store even when it then opens
+// a file on disk), every I/O through a handle on an in-memory file and every
+// Tavrin_bwToMmr must come from one thread at a time in the whole process.
+// The library's parallel detection filters never touch the store.
 #ifndef TAVRIN_FOM_H
 #define TAVRIN_FOM_H
 

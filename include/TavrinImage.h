@@ -3,6 +3,10 @@
 // An ImgTavrin only describes pixels that live elsewhere (a caller buffer or
 // the caller's work buffer); no function here allocates or frees pixels.
 // Statuses: 0 success, 2 bad argument (or no room in the work buffer).
+//
+// Threads: every function here touches only the records, buffers and file
+// it is given, so any of them may run on several threads at once as long as
+// no two calls write the same record or pixels.
 #ifndef TAVRIN_IMAGE_H
 #define TAVRIN_IMAGE_H
 

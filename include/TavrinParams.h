@@ -1,6 +1,10 @@
 // Request and simulation parameter records of libTavrinCommon, with their
 // exported three-row limit tables (row 0 minimum, row 1 default, row 2
 // maximum, each laid out exactly like the record).
+//
+// Threads: the checks only read the limit tables and the caller's records,
+// and Tavrin_InitSimParams writes only the records it is given: all may run
+// on several threads at once.
 #ifndef TAVRIN_PARAMS_H
 #define TAVRIN_PARAMS_H
 

@@ -5,6 +5,8 @@
 #   bash scripts/deps.sh          the packages of every build, test and run
 #   bash scripts/deps.sh bench    also the peers the benchmarks compare with
 #   bash scripts/deps.sh eval     also what the page-set evaluation needs
+#   bash scripts/deps.sh check    also clang 14 with libFuzzer, its sanitizer
+#   bash scripts/deps.sh fuzz     runtimes and libomp (thread sanitizer, fuzzing)
 # Other arguments (make targets passed on by make.sh) add nothing.
 set -eu
 
@@ -19,8 +21,9 @@ packages=(
   g++-multilib
   # the tavrin program: PNG input/output, PDF writing
   libpng-dev libqpdf-dev
-  # its end-to-end tests render PDFs with two independent readers
-  mupdf-tools ghostscript
+  # its end-to-end tests render PDFs with two independent readers and read
+  # the renderings with an OCR engine
+  mupdf-tools ghostscript tesseract-ocr tesseract-ocr-eng
   # python: the tavrin module (pybind11) and its batch runner on Dask, for
   # Debian's /usr/bin/python3; tests with pytest, and Pillow as an
   # independent decoder of the module's streams
@@ -43,9 +46,15 @@ eval_packages=(
   fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-freefont-ttf
   tesseract-ocr tesseract-ocr-eng img2pdf djvulibre-bin
 )
+# check, fuzz: clang 14 with libFuzzer and the sanitizer runtimes; libomp,
+# because ThreadSanitizer cannot see into libgomp's synchronisation.
+clang_packages=(clang-14 libfuzzer-14-dev libclang-rt-14-dev libomp-14-dev)
 for group in "$@"; do
-  [ "$group" = bench ] && packages+=("${bench_packages[@]}")
-  [ "$group" = eval ] && packages+=("${eval_packages[@]}")
+  case $group in
+    bench) packages+=("${bench_packages[@]}") ;;
+    eval) packages+=("${eval_packages[@]}") ;;
+    check | fuzz) packages+=("${clang_packages[@]}") ;;
+  esac
 done
 
 missing=()

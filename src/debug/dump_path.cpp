@@ -2,6 +2,7 @@
 // dump directories created on demand, and the dump file opener.
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
@@ -31,7 +32,9 @@ int checkDirectory(const char* path) {
 // last component is created.
 int ensureDirectory(const char* path) {
     if (checkDirectory(path) == 0) return 0;
-    return mkdir(path, 0777) == 0 ? 0 : 1;
+    if (mkdir(path, 0777) == 0) return 0;
+    // Another thread or process may have made it since the check.
+    return errno == EEXIST && checkDirectory(path) == 0 ? 0 : 1;
 }
 
 }  // namespace

@@ -124,6 +124,7 @@ int runDetect(const Options& o) {
     PictureDetector detector;
     DetectionRunInfo run{file, formatName(reader->format()), o.settings.detect, tables};
     std::vector<PageDetection> pages;
+    std::vector<std::unique_ptr<AtomicOutput>> overlays;  // committed with the report, all or none
     Progress progress(count);
     Page page;
     for (int n = 1; reader->next(page); ++n) {
@@ -131,17 +132,20 @@ int runDetect(const Options& o) {
         PageDetection pd = detectPage(detector, page, o, tables, n, count, label);
         reducedNote(label, page, pd.result);
         pd.overlayPath = perPagePath(overlay, n);
-        writePng(makeOverlay(page, pd.result.regions), pd.overlayPath);
+        overlays.emplace_back(new AtomicOutput(pd.overlayPath));
+        writePng(makeOverlay(page, pd.result.regions), *overlays.back());
         pages.push_back(pd);
         progress.update(n);
     }
     const std::string report = detectionJson(run, pages);
+    std::vector<AtomicOutput*> outputs;
+    for (auto& o : overlays) outputs.push_back(o.get());
     if (jsonOut) {
         jsonOut->write(report);
-        jsonOut->commit();
-    } else {
-        std::fputs(report.c_str(), stdout);
+        outputs.push_back(jsonOut.get());
     }
+    AtomicOutput::commitAll(outputs);
+    if (!jsonOut) std::fputs(report.c_str(), stdout);
     if (!o.quiet && json != "-") {
         for (const PageDetection& pd : pages) {
             const DetectResult& r = pd.result;

@@ -8,12 +8,14 @@
 #include "TavrinCommon.h"
 #include "cli/batch_command.h"
 #include "cli/commands.h"
+#include "formats/atomic_output.h"
 #include "formats/page_reader.h"
 #include "pipeline/app_error.h"
 
 using namespace tavrin;
 
 int main(int argc, char** argv) {
+    installOutputCleanup();  // first: before any other thread exists
     const std::vector<std::string> args(argv + 1, argv + argc);
     quietTiffMessages();
     try {

@@ -20,7 +20,8 @@ const char* kProgram =
     "bundled sample page is used.\n"
     "\n"
     "exit codes: 0 done, 1 processing failed, 2 bad command line, option or parameter file,\n"
-    "3 input file missing or unreadable, 4 unsupported or damaged image or page too large\n";
+    "3 input file missing or unreadable, 4 unsupported or damaged image or page too large,\n"
+    "130, 143, 129 interrupted by SIGINT, SIGTERM, SIGHUP (no output is changed)\n";
 
 const char* kCommon =
     "input:\n"

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "pipeline/app_error.h"
 
@@ -41,6 +42,21 @@ void checkPageSize(uint64_t w, uint64_t h, const std::string& path) {
                                         std::to_string(h) + " pixels; at most " +
                                         std::to_string(kMaxPagePixels / 1000000) +
                                         " million pixels");
+}
+
+AppError outOfMemory(const Page& page, const std::string& path) {
+    const uint64_t mib = (uint64_t(page.pixelCount()) * page.channels + (1 << 20) - 1) >> 20;
+    return AppError(kExitFailure, path + ": not enough memory for a page of " + std::to_string(page.width) +
+                                      " x " + std::to_string(page.height) + " pixels (" + std::to_string(mib) +
+                                      " MiB)");
+}
+
+void allocatePixels(Page& page, const std::string& path) {
+    try {
+        page.pixels.resize(page.pixelCount() * page.channels);
+    } catch (const std::bad_alloc&) {
+        throw outOfMemory(page, path);
+    }
 }
 
 namespace {

@@ -8,13 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "pipeline/app_error.h"
 #include "pipeline/page.h"
 
 namespace tavrin {
 
 // Pages with more pixels than this are refused before any pixel memory is
-// taken (an A0 sheet at 600 dpi still fits).
-constexpr uint64_t kMaxPagePixels = 600ull * 1000 * 1000;
+// taken (an A0 sheet at 600 dpi still fits). The fuzz build lowers it, so
+// that no input spends seconds on a page that a few bytes claim.
+#ifndef TAVRIN_MAX_PAGE_PIXELS
+#define TAVRIN_MAX_PAGE_PIXELS 600000000ull
+#endif
+constexpr uint64_t kMaxPagePixels = TAVRIN_MAX_PAGE_PIXELS;
 
 enum class ImageFormat { Png, Tiff, Jpeg, Pnm, Unknown };
 
@@ -56,6 +61,12 @@ void quietTiffMessages();
 
 // Refuses geometry the program cannot handle (kExitFormat).
 void checkPageSize(uint64_t width, uint64_t height, const std::string& path);
+
+// Sizes page.pixels to width x height x channels (contents undefined).
+// Throws AppError(kExitFailure) naming the page when the memory is not there.
+void allocatePixels(Page& page, const std::string& path);
+// The error for a page whose decoding ran out of memory.
+AppError outOfMemory(const Page& page, const std::string& path);
 
 }  // namespace tavrin
 

@@ -3,8 +3,10 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include <jpeglib.h>
+#include <jerror.h>
 
 #include "formats/page_reader.h"
 #include "pipeline/app_error.h"
@@ -25,28 +27,38 @@ void onError(j_common_ptr cinfo) {
     std::longjmp(err->jump, 1);
 }
 
-void onMessage(j_common_ptr, int) {}  // warnings (such as a truncated file) stay quiet
+// Warnings stay quiet (libjpeg goes on over corrupt data), except for the
+// end of the data before the end of the image: that page is damaged, as a
+// truncated PNG or TIFF page is.
+void onMessage(j_common_ptr cinfo, int level) {
+    if (level < 0 && cinfo->err->msg_code == JWRN_JPEG_EOF) onError(cinfo);
+}
 
-// Decodes into `out` (already sized once the header is known through
-// `resize`). Kept free of objects with destructors because of longjmp.
+// Decodes into `out` (sized once the header is known). Kept free of
+// objects with destructors because of longjmp; the program's own errors
+// (page size, memory) come back through `appError`.
 bool decode(const uint8_t* data, size_t size, Page* page, ErrorManager* err,
-            Bytes* out, const std::string* path, AppError** sizeError) {
+            Bytes* out, const std::string* path, AppError** appError) {
     jpeg_decompress_struct cinfo;
     std::memset(&cinfo, 0, sizeof cinfo);
     cinfo.err = jpeg_std_error(&err->pub);
     err->pub.error_exit = onError;
     err->pub.emit_message = onMessage;
     if (setjmp(err->jump)) {
+        if (err->pub.msg_code == JERR_OUT_OF_MEMORY) *appError = new AppError(outOfMemory(*page, *path));
         jpeg_destroy_decompress(&cinfo);
         return false;
     }
     jpeg_create_decompress(&cinfo);
     jpeg_mem_src(&cinfo, data, static_cast<unsigned long>(size));
     jpeg_read_header(&cinfo, TRUE);
+    page->width = int(cinfo.image_width);
+    page->height = int(cinfo.image_height);
+    page->channels = cinfo.jpeg_color_space == JCS_GRAYSCALE ? 1 : 3;
     try {
         checkPageSize(cinfo.image_width, cinfo.image_height, *path);
     } catch (AppError& e) {
-        *sizeError = new AppError(e);
+        *appError = new AppError(e);
         jpeg_destroy_decompress(&cinfo);
         return false;
     }
@@ -62,7 +74,13 @@ bool decode(const uint8_t* data, size_t size, Page* page, ErrorManager* err,
     page->height = int(cinfo.output_height);
     page->channels = cinfo.out_color_space == JCS_GRAYSCALE ? 1 : 3;
     const int comps = cinfo.output_components;
-    out->resize(size_t(page->width) * page->height * comps);
+    try {
+        out->resize(size_t(page->width) * page->height * comps);
+    } catch (const std::bad_alloc&) {
+        *appError = new AppError(outOfMemory(*page, *path));
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
     while (cinfo.output_scanline < cinfo.output_height) {
         JSAMPROW row = out->data() + size_t(cinfo.output_scanline) * page->width * comps;
         jpeg_read_scanlines(&cinfo, &row, 1);
@@ -100,12 +118,12 @@ Page decodeJpeg(const std::vector<uint8_t>& file, const std::string& path) {
     Page page;
     ErrorManager err;
     std::memset(&err, 0, sizeof err);
-    AppError* sizeError = nullptr;
+    AppError* appError = nullptr;
     Bytes pixels;
-    if (!decode(file.data(), file.size(), &page, &err, &pixels, &path, &sizeError)) {
-        if (sizeError) {
-            AppError e(*sizeError);
-            delete sizeError;
+    if (!decode(file.data(), file.size(), &page, &err, &pixels, &path, &appError)) {
+        if (appError) {
+            AppError e(*appError);
+            delete appError;
             throw e;
         }
         throw AppError(kExitFormat, path + ": damaged JPEG (" + err.message + ")");

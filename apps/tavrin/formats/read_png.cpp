@@ -37,26 +37,31 @@ Page decodePng(const std::vector<uint8_t>& file, const std::string& path) {
     png_image image;
     std::memset(&image, 0, sizeof image);
     image.version = PNG_IMAGE_VERSION;
+    Page page;
     auto fail = [&](const char* what) {
+        // libpng's words for a failed allocation (its limits on chunk sizes
+        // say "too much" or "exceeds": those chunks are damaged).
+        const char* m = image.message;
+        const bool memory = strcasestr(m, "out of memory") || strcasestr(m, "insufficient memory") ||
+                            strcasestr(m, "allocation failed");
         const std::string msg = path + ": damaged PNG (" + what + ": " + image.message + ")";
         png_image_free(&image);
-        return AppError(kExitFormat, msg);
+        return memory ? outOfMemory(page, path) : AppError(kExitFormat, msg);
     };
     if (!png_image_begin_read_from_memory(&image, file.data(), file.size())) throw fail("header");
+    page.width = int(image.width);
+    page.height = int(image.height);
+    page.channels = (image.format & PNG_FORMAT_FLAG_COLOR) ? 3 : 1;
     try {
         checkPageSize(image.width, image.height, path);
+        allocatePixels(page, path);
     } catch (...) {
         png_image_free(&image);
         throw;
     }
-    Page page;
-    page.width = int(image.width);
-    page.height = int(image.height);
-    page.channels = (image.format & PNG_FORMAT_FLAG_COLOR) ? 3 : 1;
     // Transparency is flattened onto white paper.
     image.format = page.channels == 3 ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY;
     png_color white = {255, 255, 255};
-    page.pixels.resize(page.pixelCount() * page.channels);
     if (!png_image_finish_read(&image, &white, page.pixels.data(), 0, nullptr)) throw fail("pixels");
     png_image_free(&image);
     pngResolution(file, page.dpiX, page.dpiY);

@@ -67,9 +67,14 @@ Page decodePnm(const std::vector<uint8_t>& file, const std::string& path) {
     page.width = int(w);
     page.height = int(h);
     page.channels = color ? 3 : 1;
-    page.pixels.resize(page.pixelCount() * page.channels);
+    // Every sample takes at least one byte of the file (a packed bitmap one
+    // per 8 pixels): a short file is refused before the page is allocated.
+    const size_t samples = page.pixelCount() * page.channels;
+    const size_t least = kind == '4' ? (size_t(w) + 7) / 8 * h : samples;
+    if (file.size() <= p.pos_ || file.size() - p.pos_ - (plain ? 0 : 1) < least)
+        throw p.damaged("file too short");
+    allocatePixels(page, path);
     uint8_t* d = page.pixels.data();
-    const size_t samples = page.pixels.size();
     if (plain) {
         for (size_t i = 0; i < samples; ++i) {
             const unsigned v = p.plainSample(bitmap);
@@ -81,7 +86,6 @@ Page decodePnm(const std::vector<uint8_t>& file, const std::string& path) {
     ++p.pos_;  // the single white-space byte after the header
     if (bitmap) {
         const size_t rowBytes = (size_t(w) + 7) / 8;
-        if (file.size() < p.pos_ || file.size() - p.pos_ < rowBytes * h) throw p.damaged("file too short");
         for (int y = 0; y < page.height; ++y) {
             const uint8_t* s = file.data() + p.pos_ + rowBytes * y;
             for (int x = 0; x < page.width; ++x) page.row(y)[x] = (s[x >> 3] >> (7 - (x & 7)) & 1) ? 0 : 255;
@@ -89,8 +93,7 @@ Page decodePnm(const std::vector<uint8_t>& file, const std::string& path) {
         return page;
     }
     const size_t bytesPerSample = maxval > 255 ? 2 : 1;
-    if (file.size() < p.pos_ || file.size() - p.pos_ < samples * bytesPerSample)
-        throw p.damaged("file too short");
+    if (file.size() - p.pos_ < samples * bytesPerSample) throw p.damaged("file too short");
     const uint8_t* s = file.data() + p.pos_;
     for (size_t i = 0; i < samples; ++i) {
         const unsigned v = bytesPerSample == 2 ? unsigned(s[2 * i]) << 8 | s[2 * i + 1] : s[i];

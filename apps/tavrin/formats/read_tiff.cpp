@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "formats/page_reader.h"
 #include "pipeline/app_error.h"
@@ -64,9 +65,18 @@ void TiffReader::readGray(Page& page, uint16_t bits, bool minIsWhite) {
 }
 
 void TiffReader::readRgba(Page& page, bool gray) {
-    std::vector<uint32_t> raster(page.pixelCount());
+    // Page memory, not zero-filled: a small file that claims a huge page
+    // fails at its first strip without the raster ever being touched.
+    std::vector<uint32_t, DefaultInitAllocator<uint32_t>> raster;
+    try {
+        raster.resize(page.pixelCount());
+    } catch (const std::bad_alloc&) {
+        throw outOfMemory(page, path_ + " page " + std::to_string(index_ + 1));
+    }
+    // Stop at the first strip or tile that cannot be read: a page with a
+    // hole is damaged, not white.
     if (!TIFFReadRGBAImageOriented(tif_, uint32_t(page.width), uint32_t(page.height), raster.data(),
-                                   ORIENTATION_TOPLEFT, 0))
+                                   ORIENTATION_TOPLEFT, 1))
         throw damaged("pixels");
     uint8_t* d = page.pixels.data();
     for (size_t i = 0; i < raster.size(); ++i) {
@@ -105,7 +115,7 @@ bool TiffReader::next(Page& page) {
     page.width = int(w);
     page.height = int(h);
     page.channels = grayish ? 1 : 3;
-    page.pixels.resize(page.pixelCount() * page.channels);
+    allocatePixels(page, path_ + " page " + std::to_string(index_ + 1));
     if (grayish && spp == 1 && (bits == 8 || bits == 1) && !TIFFIsTiled(tif_))
         readGray(page, bits, photometric == PHOTOMETRIC_MINISWHITE);
     else

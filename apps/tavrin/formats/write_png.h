@@ -4,10 +4,14 @@
 
 #include <string>
 
+#include "formats/atomic_output.h"
 #include "pipeline/page.h"
 
 namespace tavrin {
 
+// Writes `page` into the temporary file of `out` (not committed); throws
+// AppError naming the output.
+void writePng(const Page& page, AtomicOutput& out);
 // Writes `page` to `path` through a temporary file; throws AppError.
 void writePng(const Page& page, const std::string& path);
 
