@@ -2,7 +2,7 @@
 # included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
-#   make eval   the evaluation on composed pages (SET=main|holdout, ARGS="...")
+#   make eval   the evaluation on composed pages (SET=main|holdout|stress, ARGS="...")
 # and `make check` for the sanitizer and i386 layout checks that CI adds.
 JOBS ?= 2
 BUILD ?= build
@@ -49,6 +49,12 @@ eval-deps:
 $(BUILD)/eval/pages-%/truth.json: bench/eval/compose_pages.py bench/eval/page_kit.py bench/eval/artwork.py \
 		bench/eval/scan_effects.py $(wildcard bench/eval/texts/*.txt) | eval-deps
 	nice -n 10 /usr/bin/python3 bench/eval/compose_pages.py --set $* --out $(@D)
+
+# The stress set is made by its own composer (another layout engine, fonts,
+# images and scan model) to show over-fitting to the other two.
+$(BUILD)/eval/pages-stress/truth.json: bench/eval/compose_stress.py bench/eval/svg_page.py bench/eval/stress_art.py \
+		bench/eval/stress_scan.py bench/eval/artwork.py $(wildcard bench/eval/texts/*.txt) | eval-deps
+	nice -n 10 /usr/bin/python3 bench/eval/compose_stress.py --out $(@D)
 
 eval: build eval-deps $(BUILD)/eval/pages-$(SET)/truth.json
 	nice -n 10 /usr/bin/python3 bench/eval/evaluate.py --pages $(BUILD)/eval/pages-$(SET) --out $(EVAL_OUT) \
