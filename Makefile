@@ -2,12 +2,14 @@
 # included, and is what the README tells a new user to run):
 #   make run    build and run the main job
 #   make test   build and run every test
+#   make python install the Python module (with the library and the
+#               program) and run a batch of the sample pages
 #   make eval   the evaluation on composed pages (SET=main|holdout|stress, ARGS="...")
 # and `make check` for the sanitizer and i386 layout checks that CI adds.
 JOBS ?= 2
 BUILD ?= build
 
-.PHONY: deps build test check bench run clean eval eval-deps
+.PHONY: deps build test check bench run python clean eval eval-deps
 
 deps:
 	@bash scripts/deps.sh
@@ -59,6 +61,16 @@ $(BUILD)/eval/pages-stress/truth.json: bench/eval/compose_stress.py bench/eval/s
 eval: build eval-deps $(BUILD)/eval/pages-$(SET)/truth.json
 	nice -n 10 /usr/bin/python3 bench/eval/evaluate.py --pages $(BUILD)/eval/pages-$(SET) --out $(EVAL_OUT) \
 		--tavrin $(BUILD)/apps/tavrin/tavrin --tavrin-args "$(ARGS)"
+
+# The Python module, installed with the library and the program under PREFIX
+# (default /usr/local, where /usr/bin/python3 finds it), imported, and run
+# as `tavrin batch` on the bundled sample pages, written to out/batch/.
+PREFIX ?= /usr/local
+SUDO = $(shell test -w $(PREFIX) || command -v sudo)
+python: build
+	$(SUDO) cmake --install $(BUILD) --prefix $(PREFIX)
+	cd / && /usr/bin/python3 -c "import tavrin; print('import tavrin:', tavrin.__file__)"
+	$(PREFIX)/bin/tavrin batch 'samples/*-page.jpg' -o out/batch --json
 
 clean:
 	rm -rf $(BUILD) build-asan build-bench out

@@ -2,6 +2,7 @@
 # The entry point for a fresh Debian 12 machine (as root or with sudo):
 #   ./make.sh run     build and run the main job on the sample page
 #   ./make.sh test    build and run every test
+#   ./make.sh python  install the Python module and run a batch of the samples
 #   ./make.sh check   sanitizer and i386 layout checks
 #   ./make.sh bench   benchmarks
 # It first installs the missing Debian packages (make itself among them),

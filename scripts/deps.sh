@@ -21,6 +21,10 @@ packages=(
   libpng-dev libqpdf-dev
   # its end-to-end tests render PDFs with two independent readers
   mupdf-tools ghostscript
+  # python: the tavrin module (pybind11) and its batch runner on Dask, for
+  # Debian's /usr/bin/python3; tests with pytest, and Pillow as an
+  # independent decoder of the module's streams
+  pybind11-dev python3-dev python3-numpy python3-distributed python3-pytest python3-pil
 )
 
 # bench: the libraries and programs that bench/ sets ours against (never

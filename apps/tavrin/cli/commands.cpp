@@ -3,13 +3,14 @@
 #include <cstdio>
 #include <sys/stat.h>
 
+#include "cli/document_compressor.h"
+#include "cli/page_detection.h"
 #include "cli/progress.h"
 #include "formats/atomic_output.h"
 #include "formats/detect_report.h"
 #include "formats/page_reader.h"
 #include "formats/write_png.h"
 #include "pipeline/app_error.h"
-#include "pipeline/pdf_writer.h"
 
 #ifndef TAVRIN_SAMPLE_PAGE
 #define TAVRIN_SAMPLE_PAGE "samples/sample-page.jpg"
@@ -34,15 +35,6 @@ std::string perPagePath(const std::string& path, int number) {
     return path.substr(0, dot) + suffix + path.substr(dot);
 }
 
-std::string dumpDirFor(const std::string& base, int number, int count) {
-    if (base.empty() || count == 1) return base;
-    struct stat st;
-    if (stat(base.c_str(), &st) != 0) mkdir(base.c_str(), 0777);
-    char name[32];
-    std::snprintf(name, sizeof name, "/page-%03d", number);
-    return base + name;
-}
-
 std::string percent(double share) {
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.1f%%", share * 100.0);
@@ -55,15 +47,9 @@ std::string rectText(const Rect& r) {
 }
 
 // qpdf assembles the document in memory; it reaches the disk only whole.
-void writePdf(PdfWriter& pdf, const std::string& path) {
+void writePdf(DocumentCompressor& document, const std::string& path) {
     AtomicOutput out(path);
-    std::string bytes;
-    try {
-        bytes = pdf.toBytes();
-    } catch (const std::exception& e) {
-        throw AppError(kExitFailure, path + ": cannot assemble the PDF: " + e.what());
-    }
-    out.write(bytes);
+    out.write(document.pdfBytes(path));
     out.commit();
 }
 
@@ -113,15 +99,8 @@ int runDetect(const Options& o) {
     Progress progress(count);
     Page page;
     for (int n = 1; reader->next(page); ++n) {
-        PageDetection pd;
-        pd.number = n;
-        pd.dpiSource = settleResolution(page, o.dpi);
-        pd.width = page.width, pd.height = page.height;
-        pd.dpiX = page.dpiX, pd.dpiY = page.dpiY;
         const std::string label = pageLabel(file, n, count);
-        DetectSettings settings = o.settings.detect;
-        settings.dumpDir = dumpDirFor(settings.dumpDir, n, count);
-        pd.result = detector.run(grayOf(page), page.dpiX, settings, tables, label);
+        PageDetection pd = detectPage(detector, page, o, tables, n, count, label);
         reducedNote(label, page, pd.result);
         pd.overlayPath = perPagePath(overlay, n);
         writePng(makeOverlay(page, pd.result.regions), pd.overlayPath);
@@ -153,27 +132,22 @@ int runDetect(const Options& o) {
 
 int runCompress(const Options& o) {
     const std::string file = inputPath(o);
-    const std::vector<Rect> tables = o.tablesFile.empty() ? std::vector<Rect>() : readTablesFile(o.tablesFile);
+    DocumentCompressor document(o);
     auto reader = PageReader::open(file);
     const int count = reader->pageCount();
     const std::string output = o.outputPath.empty() ? stemOf(file) + ".pdf" : o.outputPath;
     { AtomicOutput probe(output); }  // refuse an unwritable output before the work is done
 
-    PictureDetector detector;
-    PdfWriter pdf;
     Progress progress(count);
     size_t rawTotal = 0, streamTotal = 0;
     Page page;
     int pagesDone = 0;
     for (int n = 1; reader->next(page); ++n) {
-        settleResolution(page, o.dpi);
         const std::string label = pageLabel(file, n, count);
-        CompressSettings settings = o.settings;
-        settings.detect.dumpDir = dumpDirFor(settings.detect.dumpDir, n, count);
-        PageReport rep;
-        const EncodedPage enc = compressPage(page, settings, detector, tables, label, &rep);
+        const CompressedPage done = document.addPage(page, n, count, label);
+        const EncodedPage& enc = done.encoded;
+        const PageReport& rep = done.report;
         if (rep.detectionRan) reducedNote(label, page, rep.detection);
-        pdf.addPage(enc);
         size_t fg = 0;
         for (const EncodedLayer& l : enc.layers) fg += l.mmr.size();
         rawTotal += rep.rawBytes;
@@ -206,7 +180,7 @@ int runCompress(const Options& o) {
         pagesDone = n;
         progress.update(n);
     }
-    writePdf(pdf, output);
+    writePdf(document, output);
     if (!o.quiet) {
         struct stat st;
         const long long size = stat(output.c_str(), &st) == 0 ? (long long)st.st_size : -1;

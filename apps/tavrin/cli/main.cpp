@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "TavrinCommon.h"
+#include "cli/batch_command.h"
 #include "cli/commands.h"
 #include "formats/page_reader.h"
 #include "pipeline/app_error.h"
@@ -26,13 +27,14 @@ int main(int argc, char** argv) {
             std::printf("%s\n", LibTavrinCommonGetVersion());
             return kExitOk;
         }
+        if (cmd == "batch") runBatch(std::vector<std::string>(args.begin() + 1, args.end()));
         Command command;
         if (cmd == "detect")
             command = Command::Detect;
         else if (cmd == "compress")
             command = Command::Compress;
         else
-            throw AppError(kExitUsage, "unknown command '" + cmd + "' (detect, compress, version)");
+            throw AppError(kExitUsage, "unknown command '" + cmd + "' (detect, compress, batch, version)");
         const std::vector<std::string> rest(args.begin() + 1, args.end());
         for (const std::string& a : rest)
             if (a == "--help" || a == "-h") {

@@ -11,6 +11,8 @@ const char* kProgram =
     "  tavrin detect   [PAGE] [options]   picture regions: overlay PNG and JSON report\n"
     "  tavrin compress [PAGE] [-o OUT.pdf] [options]\n"
     "                                     PDF of bi-level text masks over a JPEG background\n"
+    "  tavrin batch INPUT... -o DIR       one PDF per document, on all cores or a Dask\n"
+    "                                     cluster (tavrin batch --help)\n"
     "  tavrin version                     the library's version text\n"
     "  tavrin COMMAND --help              the options of a command\n"
     "\n"

@@ -55,6 +55,10 @@ public:
     // fails.
     DetectResult run(const Plane& gray, double dpi, const DetectSettings& settings,
                      const std::vector<Rect>& tables, const std::string& pageLabel);
+    // The picture mask of the last run() that reached the library's
+    // detector (one with picture pixels always does): planeWidth x
+    // planeHeight bytes, 1 = picture.
+    const uint8_t* pictureMask() const { return work_.data() + TAVRIN_DETECT_PICT_OFFSET; }
 
 private:
     Bytes work_;  // every plane is written before it is read
