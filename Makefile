@@ -4,7 +4,7 @@
 #   make test   build and run every test
 #   make python install the Python module (with the library and the
 #               program) and run a batch of the sample pages
-#   make eval   the evaluation on composed pages (SET=main|holdout, ARGS="...")
+#   make eval   the evaluation on composed pages (SET=main|holdout|stress, ARGS="...")
 # and `make check` for the sanitizer, thread-sanitizer and i386 layout checks
 # that CI adds, `make fuzz SECONDS=N` for the fuzz targets (N seconds each);
 # `make mutate` plants faults one at a time and reports which the tests catch.
@@ -63,6 +63,12 @@ eval-deps:
 $(BUILD)/eval/pages-%/truth.json: bench/eval/compose_pages.py bench/eval/page_kit.py bench/eval/artwork.py \
 		bench/eval/scan_effects.py $(wildcard bench/eval/texts/*.txt) | eval-deps
 	nice -n 10 /usr/bin/python3 bench/eval/compose_pages.py --set $* --out $(@D)
+
+# The stress set is made by its own composer (another layout engine, fonts,
+# images and scan model) to show over-fitting to the other two.
+$(BUILD)/eval/pages-stress/truth.json: bench/eval/compose_stress.py bench/eval/svg_page.py bench/eval/stress_art.py \
+		bench/eval/stress_scan.py bench/eval/artwork.py $(wildcard bench/eval/texts/*.txt) | eval-deps
+	nice -n 10 /usr/bin/python3 bench/eval/compose_stress.py --out $(@D)
 
 eval: build eval-deps $(BUILD)/eval/pages-$(SET)/truth.json
 	nice -n 10 /usr/bin/python3 bench/eval/evaluate.py --pages $(BUILD)/eval/pages-$(SET) --out $(EVAL_OUT) \

@@ -37,13 +37,14 @@ bench_packages=(
   libopencv-imgproc-dev libleptonica-dev leptonica-progs img2pdf
   hyperfine python3-matplotlib valgrind
 )
-# eval (bench/eval): composing the page sets (images, drawings, fonts) and
-# the programs the evaluation reads and compares with (OCR, one-JPEG PDF,
-# DjVu's wavelet codec)
+# eval (bench/eval): composing the page sets (images, drawings, fonts; the
+# stress set's SVG pages are rasterised by poppler) and the programs the
+# evaluation reads and compares with (OCR, one-JPEG PDF, DjVu's wavelet codec)
 eval_packages=(
-  python3-numpy python3-pil python3-skimage python3-matplotlib
-  openclipart-svg librsvg2-bin
+  python3-numpy python3-pil python3-scipy python3-skimage python3-matplotlib
+  openclipart-svg librsvg2-bin poppler-utils mate-backgrounds tango-icon-theme
   fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-freefont-ttf
+  fonts-urw-base35 fonts-lyx
   tesseract-ocr tesseract-ocr-eng img2pdf djvulibre-bin
 )
 # check, fuzz: clang 14 with libFuzzer and the sanitizer runtimes; libomp,

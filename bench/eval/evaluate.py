@@ -7,13 +7,15 @@ For every page, in sequence:
   1. `tavrin detect` (JSON report) and `tavrin compress` (PDF), each timed as
      a whole process, with the extra options of --tavrin-args (an option
      that `tavrin detect --help` does not list is passed to compress only);
-  2. the PDF rendered at 300 dpi by `mutool draw` (gray for gray pages);
+  2. the PDF rendered at the page's resolution (the truth's dpi; 300 on
+     the main and holdout sets) by `mutool draw` (gray for gray pages);
   3. the one-JPEG reference: the page as one 300-dpi JPEG, quality 75,
      wrapped in a PDF by img2pdf; "share" = tavrin PDF bytes / its bytes;
-  4. a plain JPEG of the same size: at 300, 150 and 100 dpi (reduced with
+  4. a plain JPEG of the same size: at 300, 150 and 100 dpi (on a page of
+     another resolution the same shares of it, labelled alike; reduced with
      Lanczos), the highest quality (bisection over 1..95) whose JPEG file is
-     no larger than the tavrin PDF, decoded and scaled back to 300 dpi
-     bilinearly as a viewer would. The best of the three is the one with
+     no larger than the tavrin PDF, decoded and scaled back to the page's
+     resolution bilinearly as a viewer would. The best of the three is the one with
      the lowest CER, ties going to the higher worst picture PSNR; on a page
      without text the highest worst picture PSNR; on a page with neither,
      the highest whole-page PSNR;
@@ -101,7 +103,7 @@ def read_text(arr, truth, tmp):
     listing = os.path.join(tmp, "blocks.txt")
     with open(listing, "w") as f:
         f.write("\n".join(paths) + "\n")
-    return run(["tesseract", listing, "-", "--dpi", "300", "-l", "eng"], env=OCR_ENV)[1].stdout.decode()
+    return run(["tesseract", listing, "-", "--dpi", str(truth["dpi"]), "-l", "eng"], env=OCR_ENV)[1].stdout.decode()
 
 
 def fit(img, size, gray):
@@ -224,7 +226,7 @@ def evaluate_page(truth, pages, out, tavrin, args, dargs, cache):
         judged = lambda arr: pool.submit(judge, src, arr, truth, src_text, tmp)
         djvu = pool.submit(djvu_at, src, row["bytes"], tmp)
         render = os.path.join(out, name + "-render.png")
-        run(["mutool", "draw", "-q", "-r", "300", "-c", "gray" if gray else "rgb", "-o", render, pdf])
+        run(["mutool", "draw", "-q", "-r", str(truth["dpi"]), "-c", "gray" if gray else "rgb", "-o", render, pdf])
         mine = judged(fit(Image.open(render), size, gray))
         row["share"] = row["bytes"] / one_jpeg_pdf_bytes(src, tmp)
         jpegs = [(f"{dpi} dpi q{got[0]}", judged(got[2]))
