@@ -77,6 +77,8 @@ const char* kCompress =
     "  --mask-dpi N          resolution of the text masks, at most the page's (50..1200;\n"
     "                        300)\n"
     "  --colours N           ink colours = text masks, at most (1..8; 4)\n"
+    "  --graphics MODE       drawings and charts as layers (masks over a JPEG of their\n"
+    "                        fills; default) or as image (coded like a photograph)\n"
     "  --min-contrast N      background-to-ink contrast below which nothing is text\n"
     "                        (1..255; 50)\n"
     "  --bg-dpi N            background resolution (10..1200; 50)\n"
