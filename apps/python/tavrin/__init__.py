@@ -150,16 +150,18 @@ def detect(page: np.ndarray, dpi: float = 300, attr: Optional[bool] = None, tabl
 def compress(pages: Sequence[np.ndarray], **options: Any) -> bytes:
     """Compress pages into one PDF, as ``tavrin compress`` does.
 
-    Each page is split into bi-level text masks (MMR, painted in the ink's
-    colours) over JPEG images, as ``tavrin compress`` splits it (see its
-    options below); the bytes are those ``tavrin compress`` writes for the
-    same pages and options.
+    Each page is split as ``tavrin compress`` splits it (see its options
+    below): each photograph a JPEG of its own, the text bi-level masks (MMR,
+    painted in the ink's colours), the rest a low-resolution JPEG
+    background; the bytes are those ``tavrin compress`` writes for the same
+    pages and options.
 
     Args:
         pages: uint8 arrays, (height, width) gray or (height, width, 3) RGB.
         **options: the options of ``tavrin compress`` listed below
             (without ``--``, ``_`` for ``-``), for example dpi=600 (the
-            pages' resolution; default 300), bg_dpi=150, sampling=444,
+            pages' resolution; default 300), preset="archive", bg_dpi=75,
+            picture_psnr=36, sampling=444,
             flate=True, no_detect=True (no picture detection), tables (as for
             ``detect``), params="tuning.txt" (a ``name = value`` file). The
             output options (output, quiet, explain) do not apply.
