@@ -25,7 +25,10 @@ struct CompressSettings {
     int backgroundQuality = 30;   // its JPEG quality
     int flatten = 10;             // levels from the paper that become paper
     PictureSettings picture;      // photographs: resolution and fidelity
-    bool layeredGraphics = true;  // drawings as masks over their fills (else coded as photographs)
+    // Drawings, charts and screenshots as masks over their fills, or coded
+    // as photographs (the default: at equal size they come closer to the
+    // scan that way, and their lettering reads as well).
+    bool layeredGraphics = false;
     int graphicQuality = 60;      // JPEG quality of a drawing's fills
     int chromaOffset = 0;         // chrominance quality = quality + offset
     int sampling = 0;             // Tavrin_MakeJPGStream sampling mode (0: 4:2:0)
