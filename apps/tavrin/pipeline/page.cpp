@@ -108,9 +108,14 @@ void reduceRows(const uint8_t* src, int w, int h, int channels, int factor, uint
         std::fill(acc.begin(), acc.end(), 0u);
         const int y0 = by * factor, y1 = std::min(h, y0 + factor);
         for (int y = y0; y < y1; ++y) {
+            // Block by block: no division per pixel.
             const uint8_t* s = src + size_t(y) * w * channels;
-            for (int x = 0; x < w; ++x)
-                for (int c = 0; c < channels; ++c) acc[size_t(x / factor) * channels + c] += s[size_t(x) * channels + c];
+            uint32_t* a = acc.data();
+            for (int x0 = 0; x0 < w; x0 += factor, a += channels) {
+                const uint8_t* end = s + size_t(std::min(factor, w - x0)) * channels;
+                for (; s < end; s += channels)
+                    for (int c = 0; c < channels; ++c) a[c] += s[c];
+            }
         }
         uint8_t* d = dst + size_t(by) * w2 * channels;
         for (int bx = 0; bx < w2; ++bx) {
