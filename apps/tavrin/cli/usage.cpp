@@ -43,8 +43,9 @@ const char* kCommon =
     "  --no-attr             no attribute map (text is not told from pictures)\n"
     "  --serial              run the detector's filters on one thread\n"
     "  --params FILE         read settings from FILE, 'name = value' per line with the\n"
-    "                        option names above without '--' (space-sigma = 1.5; attr = no;\n"
-    "                        threads = 1); options on the command line take precedence\n"
+    "                        names of the settings without '--' (space-sigma = 1.5;\n"
+    "                        attr = no for --no-attr; threads = 1 for --serial; bg-dpi = 75);\n"
+    "                        options on the command line take precedence\n"
     "  --dump DIR            write the library's debug dumps into DIR (one subdirectory per\n"
     "                        page for multi-page input)\n"
     "  -q, --quiet           print no summary\n";
