@@ -5,6 +5,7 @@
 #   ./make.sh python  install the Python module and run a batch of the samples
 #   ./make.sh check   sanitizer, thread-sanitizer and i386 layout checks
 #   ./make.sh fuzz SECONDS=60   every fuzz target for 60 s (default 10)
+#   ./make.sh mutate  plant faults one at a time and report which the tests catch
 #   ./make.sh bench   benchmarks
 # It first installs the missing Debian packages (make itself among them),
 # then runs the Makefile target of the same name.
