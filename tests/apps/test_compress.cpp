@@ -170,6 +170,25 @@ TEST_F(CompressE2E, MultiPageTiffWithFlate) {
     }
 }
 
+TEST_F(CompressE2E, LightLetteringOnADarkBanner) {
+    const std::string dir = scratchDir("banner");
+    GeneratedPage g = makeTextPage(1400, 1100, false, 5);
+    const tavrin::Rect banner{20, 20, 1379, 420};  // with margins far from any letter
+    for (int y = banner.y0; y <= banner.y1; ++y)
+        for (int x = banner.x0; x <= banner.x1; ++x) g.page.row(y)[x] = uint8_t(std::min(255, 300 - g.page.row(y)[x]));
+    writePnm(g.page, dir + "/page.pgm");
+    ASSERT_EQ(runTavrin({"compress", dir + "/page.pgm", "-o", dir + "/page.pdf", "--dpi", "300"}).exitCode, 0);
+    const tavrin::Page img = renderBoth(dir + "/page.pdf", g.page);
+    // The letters cut out of the banner are drawn light, the others dark.
+    size_t right = 0;
+    for (const auto& c : g.strokeCentres) {
+        const bool inBanner = banner.intersect({c.first, c.second, c.first, c.second}).area() == 1;
+        right += (img.row(c.second)[c.first] >= 128) == inBanner;
+    }
+    EXPECT_GE(double(right) / g.strokeCentres.size(), 0.99);
+    EXPECT_GE(compare(g.page, img, banner).psnr, 26.0);  // 23 dB as dark ink with holes
+}
+
 TEST_F(CompressE2E, PnmTakesItsResolutionFromTheOption) {
     const std::string dir = scratchDir("pnm");
     GeneratedPage g = makeTextPage(1200, 900, true, 4);

@@ -45,7 +45,7 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
             if (!layered(rep.detection.kinds[i], s)) photos.push_back(pictures[i]);
     }
     // The ink of a drawing stays on as text masks; a photograph keeps all of itself.
-    const TextLayer text = buildTextLayer(page, gray, levels, photos, s.text);
+    const TextLayer text = buildTextLayer(page, gray, levels, paper.globalGray, photos, s.text);
 
     EncodedPage out;
     out.width = page.width;

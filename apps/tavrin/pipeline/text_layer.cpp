@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "pipeline/components.h"
+#include "pipeline/light_lettering.h"
 
 namespace tavrin {
 
@@ -12,14 +13,17 @@ namespace {
 constexpr double kSpeckArea300 = 3;       // largest speck, pixels at 300 dpi
 constexpr double kNewColourDistance = 80;  // RGB distance that opens a new cluster
 constexpr double kMinClusterShare = 0.01;  // of all ink, for a cluster of its own
+// Where between the local ink (0) and background (1) levels the threshold
+// lies.
+constexpr double kThresholdShare = 0.5;
 
-// Thresholds per level cell: the middle between background and ink where
-// the contrast is real, else 0 (nothing is darker than 0).
+// Thresholds per level cell: between background and ink where the contrast
+// is real, else 0 (nothing is darker than 0).
 Plane cellThresholds(const LocalLevels& L, int minContrast) {
     Plane t(L.background.width, L.background.height);
     for (size_t i = 0; i < t.data.size(); ++i) {
         const int b = L.background.data[i], k = L.ink.data[i];
-        t.data[i] = b - k >= minContrast ? uint8_t((b + k + 1) / 2) : 0;
+        t.data[i] = b - k >= minContrast ? uint8_t(k + kThresholdShare * (b - k) + 0.5) : 0;
     }
     return t;
 }
@@ -61,7 +65,7 @@ double distance2(const double* a, const double* b) {
 
 }  // namespace
 
-TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels,
+TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels, int paperLevel,
                          const std::vector<Rect>& pictures, const TextSettings& settings) {
     TextLayer out;
     const double pageDpi = page.dpiX > 0 ? page.dpiX : 300;
@@ -89,16 +93,20 @@ TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels&
         for (int x = 0; x < out.width; ++x) m[x] = s[x] < t[cellX[x]];
     }
     smoothEdges(mask);
+    std::vector<Rect> maskPictures;
     for (const Rect& r : pictures) {
         const Rect c = Rect{int(r.x0 * sx), int(r.y0 * sy), int(std::ceil((r.x1 + 1) * sx)) - 1,
                             int(std::ceil((r.y1 + 1) * sy)) - 1}
                            .intersect({0, 0, out.width - 1, out.height - 1});
         for (int y = c.y0; y <= c.y1; ++y) std::fill(mask.row(y) + c.x0, mask.row(y) + c.x1 + 1, uint8_t(0));
+        maskPictures.push_back(c);
     }
+    const double speck = kSpeckArea300 * (out.dpiX / 300) * (out.dpiY / 300);
+    const LightLettering light = findLightLettering(g, maskPictures, paperLevel, out.dpiX, out.dpiY, speck);
+    for (const Run& r : light.fields) std::fill(mask.row(r.y) + r.x0, mask.row(r.y) + r.x1 + 1, uint8_t(0));
 
     // Components: drop specks, measure colours.
     const Components comps = findComponents(mask);
-    const double speck = kSpeckArea300 * (out.dpiX / 300) * (out.dpiY / 300);
     std::vector<std::array<double, 4>> colour(comps.count, {0, 0, 0, 0});  // weighted r, g, b, weight
     for (const Run& r : comps.runs) {
         if (comps.area[r.component] <= speck) continue;
@@ -167,18 +175,57 @@ TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels&
         for (int k = 0; k < 3; ++k) m.colour[k] = uint8_t(std::clamp(std::lround(clusters[c].rgb[k]), 0l, 255l));
         out.masks.push_back(std::move(m));
     }
+    // The page pixels under a run of the mask.
+    const auto markPage = [&](Plane& plane, const Run& r) {
+        const int py0 = int(r.y / sy), py1 = std::min(page.height - 1, int(std::ceil((r.y + 1) / sy)) - 1);
+        const int px0 = int(r.x0 / sx), px1 = std::min(page.width - 1, int(std::ceil((r.x1 + 1) / sx)) - 1);
+        for (int py = py0; py <= py1; ++py) std::fill(plane.row(py) + px0, plane.row(py) + px1 + 1, uint8_t(1));
+    };
+    const auto setRun = [&](TextMask& m, const Run& r) {
+        uint8_t* row = m.packed.data() + rowBytes * r.y;
+        for (int x = r.x0; x <= r.x1; ++x) row[x >> 3] |= uint8_t(0x80 >> (x & 7));
+        m.pixels += r.x1 - r.x0 + 1;
+        markPage(out.pageInk, r);
+    };
     out.pageInk = Plane(page.width, page.height, 0);
     for (const Run& r : comps.runs) {
         const int c = clusterOf[r.component];
         if (c < 0 || comps.area[r.component] <= speck) continue;
-        TextMask& m = out.masks[maskOf[target[c]]];
-        uint8_t* row = m.packed.data() + rowBytes * r.y;
-        for (int x = r.x0; x <= r.x1; ++x) row[x >> 3] |= uint8_t(0x80 >> (x & 7));
-        m.pixels += r.x1 - r.x0 + 1;
-        // The page pixels under the run.
-        const int py0 = int(r.y / sy), py1 = std::min(page.height - 1, int(std::ceil((r.y + 1) / sy)) - 1);
-        const int px0 = int(r.x0 / sx), px1 = std::min(page.width - 1, int(std::ceil((r.x1 + 1) / sx)) - 1);
-        for (int py = py0; py <= py1; ++py) std::fill(out.pageInk.row(py) + px0, out.pageInk.row(py) + px1 + 1, uint8_t(1));
+        setRun(out.masks[maskOf[target[c]]], r);
+    }
+
+    // A dark field and its light lettering: a mask each, in their own
+    // colours, however little there is of them (joined to a dark ink the
+    // lettering would vanish, and the field would take the ink's colour).
+    // The field's mask is solid, letters included, so that the letters'
+    // edges are coded once, in the lettering's mask drawn over it (the
+    // larger mask is drawn first).
+    if (!light.lettering.empty() && settings.maxColours > 0) {
+        for (const bool lettering : {false, true}) {
+            TextMask m;
+            m.packed.assign(rowBytes * out.height, 0);
+            if (!lettering)
+                for (const Run& r : light.lettering) setRun(m, r);
+            double sum[3] = {}, weight = 0;
+            for (const Run& r : lettering ? light.lettering : light.fields) {
+                setRun(m, r);
+                const int py = std::min(page.height - 1, int((r.y + 0.5) / sy));
+                const uint8_t* prow = page.row(py);
+                const uint8_t* grow = g.row(r.y);
+                const uint8_t* trow = thresholds.row(std::min(thresholds.height - 1, py / levels.cell));
+                for (int x = r.x0; x <= r.x1; ++x) {
+                    const int px = std::min(page.width - 1, int((x + 0.5) / sx));
+                    // The letters' bright cores decide their colour, as the
+                    // dark cores do for ink; the field is even enough.
+                    const double height = lettering ? std::max(0, int(grow[x]) - int(trow[cellX[x]])) : 0;
+                    const double w = 1.0 + height * height;
+                    for (int k = 0; k < 3; ++k) sum[k] += w * prow[size_t(px) * page.channels + (page.channels == 3 ? k : 0)];
+                    weight += w;
+                }
+            }
+            for (int k = 0; k < 3; ++k) m.colour[k] = uint8_t(std::clamp(std::lround(sum[k] / weight), 0l, 255l));
+            out.masks.push_back(std::move(m));
+        }
     }
     std::stable_sort(out.masks.begin(), out.masks.end(),
                      [](const TextMask& a, const TextMask& b) { return a.pixels > b.pixels; });

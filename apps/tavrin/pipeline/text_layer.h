@@ -1,7 +1,7 @@
 // The text layer: ink (text and line art) as bi-level masks, one mask per
 // ink colour, at the mask resolution.
 //
-// Method: a pixel is ink when it is darker than the middle between its
+// Method: a pixel is ink when it is darker than a level between its
 // local background and local ink levels (local_levels.h) and that local
 // contrast is real; the decision is taken on the page resampled to the mask
 // resolution. Specks smaller than a full stop are dropped. Each remaining
@@ -9,7 +9,9 @@
 // weighing more, since its edges are mixed with the paper); the colours are
 // grouped into at most `maxColours` clusters, greedily from the most-used
 // colour, a new cluster opening only for a colour far from every cluster
-// so far; each cluster becomes one mask.
+// so far; each cluster becomes one mask. A dark field with light lettering
+// cut out of it (light_lettering.h) gets two more: the field in its colour,
+// the lettering in its own.
 #ifndef TAVRIN_APP_TEXT_LAYER_H
 #define TAVRIN_APP_TEXT_LAYER_H
 
@@ -41,8 +43,9 @@ struct TextLayer {
     Plane pageInk;                 // 0/1 per page pixel: what the masks cover
 };
 
-// `levels` are measured on `gray`; nothing inside `pictures` is ink.
-TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels,
+// `levels` are measured on `gray`, `paperLevel` is the page's paper gray
+// level; nothing inside `pictures` is ink.
+TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels, int paperLevel,
                          const std::vector<Rect>& pictures, const TextSettings& settings);
 
 }  // namespace tavrin
