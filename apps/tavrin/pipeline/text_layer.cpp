@@ -14,8 +14,11 @@ constexpr double kSpeckArea300 = 3;       // largest speck, pixels at 300 dpi
 constexpr double kNewColourDistance = 80;  // RGB distance that opens a new cluster
 constexpr double kMinClusterShare = 0.01;  // of all ink, for a cluster of its own
 // Where between the local ink (0) and background (1) levels the threshold
-// lies.
-constexpr double kThresholdShare = 0.5;
+// lies. Above the middle: a thin stroke or a serif never reaches the ink
+// level of the heavy strokes (less still once resampled to a lower mask
+// resolution, or on a skewed scan), and letters that lose them read worse
+// than letters a little bold.
+constexpr double kThresholdShare = 0.65;
 
 // Thresholds per level cell: between background and ink where the contrast
 // is real, else 0 (nothing is darker than 0).
