@@ -23,9 +23,11 @@ namespace {
 
 constexpr double kMaxCharacterErrors = 0.01;
 constexpr double kMinPicturePsnr = 30.0;
-constexpr double kMinReaderAgreement = 40.0;
-// A full A4 page of 11-point text: its 300-dpi mask alone is about 78 kB.
-constexpr long long kMaxTextPageBytes = 90000;
+// The readers smooth upscaled masks each in their own way; a layer missing
+// or inverted costs far more than this.
+constexpr double kMinReaderAgreement = 35.0;
+// A full A4 page of 11-point text: its 200-dpi mask alone is about 52 kB.
+constexpr long long kMaxTextPageBytes = 60000;
 constexpr double kMaxShareOfJpegPdf = 0.25;
 
 // Paragraphs of the bundled pages (page pixels).
@@ -35,6 +37,7 @@ const tavrin::Rect kTextParagraph{120, 240, 1220, 720};
 struct PdfImages {
     int pages = 0, masks = 0, images = 0;
     bool masksAreT6 = true;
+    std::vector<int> maskWidths;
     std::vector<std::string> imageFilters;
 };
 
@@ -50,6 +53,7 @@ PdfImages inspect(const std::string& path) {
             QPDFObjectHandle dict = xobjects.getKey(key).getDict();
             if (dict.getKey("/ImageMask").isBool() && dict.getKey("/ImageMask").getBoolValue()) {
                 ++out.masks;
+                out.maskWidths.push_back(int(dict.getKey("/Width").getIntValue()));
                 out.masksAreT6 = out.masksAreT6 && dict.getKey("/Filter").unparse() == "/CCITTFaxDecode" &&
                                  dict.getKey("/DecodeParms").getKey("/K").getIntValue() == -1;
             } else {
@@ -177,7 +181,9 @@ TEST_F(CompressE2E, LightLetteringOnADarkBanner) {
     for (int y = banner.y0; y <= banner.y1; ++y)
         for (int x = banner.x0; x <= banner.x1; ++x) g.page.row(y)[x] = uint8_t(std::min(255, 300 - g.page.row(y)[x]));
     writePnm(g.page, dir + "/page.pgm");
-    ASSERT_EQ(runTavrin({"compress", dir + "/page.pgm", "-o", dir + "/page.pdf", "--dpi", "300"}).exitCode, 0);
+    ASSERT_EQ(runTavrin({"compress", dir + "/page.pgm", "-o", dir + "/page.pdf", "--dpi", "300", "--mask-dpi", "300"})
+                  .exitCode,
+              0);
     const tavrin::Page img = renderBoth(dir + "/page.pdf", g.page);
     // The letters cut out of the banner are drawn light, the others dark.
     size_t right = 0;
@@ -187,6 +193,20 @@ TEST_F(CompressE2E, LightLetteringOnADarkBanner) {
     }
     EXPECT_GE(double(right) / g.strokeCentres.size(), 0.99);
     EXPECT_GE(compare(g.page, img, banner).psnr, 26.0);  // 23 dB as dark ink with holes
+}
+
+TEST_F(CompressE2E, SmallTypeGetsTheFinerMask) {
+    const std::string dir = scratchDir("small-type");
+    GeneratedPage g = makeTextPage(1200, 900, false, 6);  // 10-point type at 300 dpi
+    writePnm(g.page, dir + "/page.pgm");
+    // Declared at 400 dpi the same glyphs are 7.5-point type.
+    for (const int dpi : {300, 400}) {
+        const std::string out = dir + "/page" + std::to_string(dpi) + ".pdf";
+        ASSERT_EQ(runTavrin({"compress", dir + "/page.pgm", "-o", out, "--dpi", std::to_string(dpi)}).exitCode, 0);
+        const PdfImages info = inspect(out);
+        ASSERT_FALSE(info.maskWidths.empty());
+        EXPECT_EQ(info.maskWidths[0], 1200 * (dpi == 300 ? 200 : 300) / dpi);
+    }
 }
 
 TEST_F(CompressE2E, PnmTakesItsResolutionFromTheOption) {

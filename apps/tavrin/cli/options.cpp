@@ -113,6 +113,7 @@ std::map<std::string, Setter> tunables(Command cmd) {
         };
         t["mask-dpi"] = [](Options& o, const std::string& n, const std::string& v) {
             o.settings.text.maskDpi = parseReal(n, v, 50, 1200);
+            o.settings.text.smallTextDpi = 0;  // the resolution asked for, whatever the type's size
         };
         t["chroma-offset"] = [](Options& o, const std::string& n, const std::string& v) {
             o.settings.chromaOffset = parseInt(n, v, -99, 99);
@@ -146,7 +147,8 @@ const std::map<std::string, std::vector<std::pair<std::string, std::string>>>& p
     static const std::map<std::string, std::vector<std::pair<std::string, std::string>>> p = {
         {"default", {}},
         // Pictures close to the scan, at a larger file.
-        {"pictures", {{"picture-psnr", "38"}, {"picture-dpi", "200"}, {"bg-dpi", "75"}, {"bg-quality", "40"}}},
+        {"pictures",
+         {{"picture-psnr", "38"}, {"picture-dpi", "200"}, {"mask-dpi", "300"}, {"bg-dpi", "75"}, {"bg-quality", "40"}}},
         // The smallest file that still reads well.
         {"archive",
          {{"picture-psnr", "30"}, {"picture-dpi", "100"}, {"mask-dpi", "200"}, {"bg-dpi", "30"}, {"bg-quality", "25"}}},

@@ -76,7 +76,7 @@ const char* kCompress =
     "  --picture-quality N   a fixed JPEG quality for photographs at --picture-dpi instead\n"
     "                        (1..100; 0 = search for the PSNR)\n"
     "  --mask-dpi N          resolution of the text masks, at most the page's (50..1200;\n"
-    "                        300)\n"
+    "                        200, and 300 for type under about 9 points)\n"
     "  --colours N           ink colours = text masks, at most (1..8; 4)\n"
     "  --graphics MODE       drawings, charts and screenshots as image (coded like a\n"
     "                        photograph; default) or as layers (masks over their fills)\n"

@@ -83,6 +83,7 @@ QOH maskImage(QPDF& pdf, const EncodedLayer& layer) {
                         {"/Width", integer(layer.width)},
                         {"/Height", integer(layer.height)},
                         {"/ImageMask", QOH::newBool(true)},
+                        {"/Interpolate", QOH::newBool(true)},
                         {"/BitsPerComponent", integer(1)}},
                        layer.mmr, name("/CCITTFaxDecode"), parms);
 }

@@ -19,6 +19,14 @@ constexpr double kMinClusterShare = 0.01;  // of all ink, for a cluster of its o
 // resolution, or on a skewed scan), and letters that lose them read worse
 // than letters a little bold.
 constexpr double kThresholdShare = 0.65;
+// Marks of these heights (inches) are taken for letters when the text's
+// size is measured: from a lowercase letter of 6 points to a capital of 20.
+constexpr double kLetterInches[2] = {0.03, 0.3};
+constexpr size_t kMinLettersMeasured = 50;
+// Text whose median letter is smaller than this (about 9-point type) is
+// masked at the finer resolution: 200-dpi masks read as well as 300-dpi
+// ones from 10-point type up.
+constexpr double kSmallLetterInches = 0.06;
 
 // Thresholds per level cell: between background and ink where the contrast
 // is real, else 0 (nothing is darker than 0).
@@ -68,8 +76,11 @@ double distance2(const double* a, const double* b) {
 
 }  // namespace
 
-TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels, int paperLevel,
-                         const std::vector<Rect>& pictures, const TextSettings& settings) {
+namespace {
+
+// The layer at `settings.maskDpi`.
+TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels, int paperLevel,
+                  const std::vector<Rect>& pictures, const TextSettings& settings) {
     TextLayer out;
     const double pageDpi = page.dpiX > 0 ? page.dpiX : 300;
     const double scale = std::min(1.0, settings.maskDpi / pageDpi);
@@ -110,6 +121,16 @@ TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels&
 
     // Components: drop specks, measure colours.
     const Components comps = findComponents(mask);
+    std::vector<int> letterHeights;
+    for (int i = 0; i < comps.count; ++i) {
+        const double h = comps.boxes[i].height() / out.dpiY;
+        if (comps.area[i] > speck && h >= kLetterInches[0] && h <= kLetterInches[1])
+            letterHeights.push_back(comps.boxes[i].height());
+    }
+    if (letterHeights.size() >= kMinLettersMeasured) {
+        std::nth_element(letterHeights.begin(), letterHeights.begin() + letterHeights.size() / 2, letterHeights.end());
+        out.letterHeight = letterHeights[letterHeights.size() / 2] / out.dpiY;
+    }
     std::vector<std::array<double, 4>> colour(comps.count, {0, 0, 0, 0});  // weighted r, g, b, weight
     for (const Run& r : comps.runs) {
         if (comps.area[r.component] <= speck) continue;
@@ -232,6 +253,19 @@ TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels&
     }
     std::stable_sort(out.masks.begin(), out.masks.end(),
                      [](const TextMask& a, const TextMask& b) { return a.pixels > b.pixels; });
+    return out;
+}
+
+}  // namespace
+
+TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels, int paperLevel,
+                         const std::vector<Rect>& pictures, const TextSettings& settings) {
+    TextLayer out = buildAt(page, gray, levels, paperLevel, pictures, settings);
+    if (settings.smallTextDpi > settings.maskDpi && out.letterHeight > 0 && out.letterHeight < kSmallLetterInches) {
+        TextSettings finer = settings;
+        finer.maskDpi = settings.smallTextDpi;
+        out = buildAt(page, gray, levels, paperLevel, pictures, finer);
+    }
     return out;
 }
 

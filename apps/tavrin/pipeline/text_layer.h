@@ -25,7 +25,8 @@
 namespace tavrin {
 
 struct TextSettings {
-    double maskDpi = 300;   // mask resolution; at most the page's
+    double maskDpi = 200;   // mask resolution; at most the page's
+    double smallTextDpi = 300;  // for small type (median letter under 0.06 in); 0: none
     int maxColours = 4;     // masks at most
     int minContrast = 50;   // background-to-ink contrast below which nothing is ink
 };
@@ -40,6 +41,8 @@ struct TextLayer {
     int width = 0, height = 0;     // mask size
     double dpiX = 0, dpiY = 0;     // mask resolution
     std::vector<TextMask> masks;   // most ink first
+    double letterHeight = 0;       // median height of the letter-sized marks, inches;
+                                   // 0 when there are too few to tell
     Plane pageInk;                 // 0/1 per page pixel: what the masks cover
 };
 
