@@ -6,6 +6,7 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstring>
+#include <exception>
 #include <vector>
 
 #include "pipeline/app_error.h"
@@ -60,7 +61,6 @@ bool decodeInto(const std::string& jpeg, Page* out) {
     return true;
 }
 
-double psnrOf(double mse) { return mse <= 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 / mse); }
 
 struct Trial {
     EncodedImage image;
@@ -76,6 +76,23 @@ Trial encodeAndMeasure(const Page& small, int quality, const JpegSettings& jpeg,
     const Page back = decodeJpeg(t.image.data);
     t.mse = back.width == small.width && back.height == small.height ? meanSquaredError(back, small) : 0;
     return t;
+}
+
+// Runs job(0) .. job(n - 1) side by side. An exception may not leave a
+// parallel region: the first one, in index order, is thrown after it.
+template <class Job>
+void runEach(size_t n, const Job& job) {
+    std::vector<std::exception_ptr> failed(n);
+#pragma omp parallel for schedule(dynamic, 1)
+    for (size_t k = 0; k < n; ++k) {
+        try {
+            job(k);
+        } catch (...) {
+            failed[k] = std::current_exception();
+        }
+    }
+    for (const std::exception_ptr& e : failed)
+        if (e) std::rethrow_exception(e);
 }
 
 }  // namespace
@@ -158,54 +175,56 @@ EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, co
     const double targetMse = 255.0 * 255.0 / std::pow(10.0, s.targetPsnr / 10);
     const double budget = kMaxBytesPerSquareInch * crop.pixelCount() / (pageDpi * pageDpi);
 
-    std::vector<Page> smalls;
-    std::vector<double> downMses;
-    for (double dpi : dpis) {
-        smalls.push_back(reduced(dpi));
-        const Page& small = smalls.back();
-        downMses.push_back(small.width == crop.width && small.height == crop.height
-                               ? 0
-                               : reductionError(small, crop, kErrorRowStep));
-    }
-    Trial best;
-    bool found = false;
-    // Lowest resolution first: when it reaches the target it is usually the cheapest.
-    for (size_t k = dpis.size(); k-- > 0;) {
+    // The resolutions are searched side by side; the choice among them is
+    // made in a fixed order, so the result does not depend on the threads.
+    std::vector<Page> smalls(dpis.size());
+    std::vector<double> downMses(dpis.size());
+    runEach(dpis.size(), [&](size_t k) {
+        smalls[k] = reduced(dpis[k]);
+        downMses[k] = smalls[k].width == crop.width && smalls[k].height == crop.height
+                          ? 0
+                          : reductionError(smalls[k], crop, kErrorRowStep);
+    });
+    // Per resolution: the lowest quality within kQualityStep of reaching the
+    // target, if any does.
+    std::vector<Trial> good(dpis.size());
+    std::vector<char> reached(dpis.size(), 0);
+    runEach(dpis.size(), [&](size_t k) {
         const Page& small = smalls[k];
         const double downMse = downMses[k];
-        if (downMse >= targetMse) continue;
+        if (downMse >= targetMse) return;
         // Bisection within [lo, hi]; the top quality is tried only when
         // nothing below it was good enough.
         int lo = kMinQuality, hi = s.maxQuality;
-        Trial good;
-        bool reached = false;
         while (hi - lo > kQualityStep) {
             const int mid = (lo + hi) / 2;
             Trial t = encodeAndMeasure(small, mid, jpeg, what);
             if (downMse + t.mse <= targetMse)
-                hi = mid, good = std::move(t), reached = true;
+                hi = mid, good[k] = std::move(t), reached[k] = 1;
             else
                 lo = mid;
         }
-        if (!reached) {
-            good = encodeAndMeasure(small, s.maxQuality, jpeg, what);
-            if (downMse + good.mse > targetMse) continue;
+        if (!reached[k]) {
+            good[k] = encodeAndMeasure(small, s.maxQuality, jpeg, what);
+            reached[k] = downMse + good[k].mse <= targetMse;
         }
-        if (!found || good.image.data.size() < best.image.data.size()) best = std::move(good), found = true;
-    }
+    });
+    Trial best;
+    bool found = false;
+    // Lowest resolution first: on a tie in size it wins.
+    for (size_t k = dpis.size(); k-- > 0;)
+        if (reached[k] && (!found || good[k].image.data.size() < best.image.data.size()))
+            best = std::move(good[k]), found = true;
     if (found && best.image.data.size() <= budget) return finish(std::move(best.image));
     // Out of reach at a sensible size (a halftone screen, grain finer than
     // JPEG keeps cheaply): the closest to the target within the budget, the
     // highest quality that fits at each resolution.
-    Trial closest;
-    double closestMse = 1e300;
-    for (size_t k = 0; k < dpis.size(); ++k) {
+    std::vector<Trial> fits(dpis.size());
+    runEach(dpis.size(), [&](size_t k) {
         int lo = kMinQuality, hi = s.maxQuality;
-        Trial fit = encodeAndMeasure(smalls[k], lo, jpeg, what);
-        if (fit.image.data.size() > budget) {
-            if (downMses[k] + fit.mse < closestMse) closestMse = downMses[k] + fit.mse, closest = std::move(fit);
-            continue;
-        }
+        Trial& fit = fits[k];
+        fit = encodeAndMeasure(smalls[k], lo, jpeg, what);
+        if (fit.image.data.size() > budget) return;
         while (hi - lo > 2) {
             const int mid = (lo + hi) / 2;
             Trial t = encodeAndMeasure(smalls[k], mid, jpeg, what);
@@ -214,8 +233,11 @@ EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, co
             else
                 hi = mid;
         }
-        if (downMses[k] + fit.mse < closestMse) closestMse = downMses[k] + fit.mse, closest = std::move(fit);
-    }
+    });
+    Trial closest;
+    double closestMse = 1e300;
+    for (size_t k = 0; k < dpis.size(); ++k)
+        if (downMses[k] + fits[k].mse < closestMse) closestMse = downMses[k] + fits[k].mse, closest = std::move(fits[k]);
     return finish(std::move(closest.image));
 }
 
