@@ -47,7 +47,12 @@ LightLettering findLightLettering(const Plane& gray, const std::vector<Rect>& pi
         int letters = 0;
         for (int p = 0; p < parts.count; ++p) {
             const Rect& q = parts.boxes[p];
-            hole[p] = q.x0 > 0 && q.y0 > 0 && q.x1 < open.width - 1 && q.y1 < open.height - 1 && parts.area[p] > speck;
+            const Rect onPage{q.x0 + b.x0, q.y0 + b.y0, q.x1 + b.x0, q.y1 + b.y0};
+            // A picture inside the field is no letter, however light.
+            bool inPicture = false;
+            for (const Rect& pic : pictures) inPicture = inPicture || !pic.intersect(onPage).empty();
+            hole[p] = q.x0 > 0 && q.y0 > 0 && q.x1 < open.width - 1 && q.y1 < open.height - 1 &&
+                      parts.area[p] > speck && !inPicture;
             letters += hole[p];
         }
         if (letters < kMinLetters) continue;

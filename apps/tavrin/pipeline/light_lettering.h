@@ -5,9 +5,9 @@
 // is no ink). A component of it is a field when its box is large (at least
 // half a square inch, no side under a tenth of an inch), it fills most of
 // that box, and it encloses at least three holes larger than a speck:
-// letters cut out of it (a letter has at most two). Those holes are the
-// lettering. The field then belongs to the background, where it costs
-// almost nothing, and the lettering gets a light mask of its own; as dark
+// letters cut out of it (a letter has at most two); holes over a picture
+// are not letters. The other holes are the lettering. The text layer draws
+// the field and the lettering as two masks in their own colours; as dark
 // ink with letter-shaped holes the field would be painted in the ink
 // colour around every letter, with the low-resolution background bleeding
 // into the letters.

@@ -117,7 +117,9 @@ TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels
     }
     const double speck = kSpeckArea300 * (out.dpiX / 300) * (out.dpiY / 300);
     const LightLettering light = findLightLettering(g, maskPictures, paperLevel, out.dpiX, out.dpiY, speck);
-    for (const Run& r : light.fields) std::fill(mask.row(r.y) + r.x0, mask.row(r.y) + r.x1 + 1, uint8_t(0));
+    // The field and its letters, soft edges included, are theirs alone.
+    for (const std::vector<Run>* runs : {&light.fields, &light.lettering})
+        for (const Run& r : *runs) std::fill(mask.row(r.y) + r.x0, mask.row(r.y) + r.x1 + 1, uint8_t(0));
 
     // Components: drop specks, measure colours.
     const Components comps = findComponents(mask);
@@ -222,8 +224,10 @@ TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels
     // colours, however little there is of them (joined to a dark ink the
     // lettering would vanish, and the field would take the ink's colour).
     // The field's mask is solid, letters included, so that the letters'
-    // edges are coded once, in the lettering's mask drawn over it (the
-    // larger mask is drawn first).
+    // edges are coded once, in the lettering's mask drawn over it; both
+    // come after the ink masks.
+    std::stable_sort(out.masks.begin(), out.masks.end(),
+                     [](const TextMask& a, const TextMask& b) { return a.pixels > b.pixels; });
     if (!light.lettering.empty() && settings.maxColours > 0) {
         for (const bool lettering : {false, true}) {
             TextMask m;
@@ -251,8 +255,6 @@ TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels
             out.masks.push_back(std::move(m));
         }
     }
-    std::stable_sort(out.masks.begin(), out.masks.end(),
-                     [](const TextMask& a, const TextMask& b) { return a.pixels > b.pixels; });
     return out;
 }
 
@@ -261,7 +263,9 @@ TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels
 TextLayer buildTextLayer(const Page& page, const Plane& gray, const LocalLevels& levels, int paperLevel,
                          const std::vector<Rect>& pictures, const TextSettings& settings) {
     TextLayer out = buildAt(page, gray, levels, paperLevel, pictures, settings);
-    if (settings.smallTextDpi > settings.maskDpi && out.letterHeight > 0 && out.letterHeight < kSmallLetterInches) {
+    const double pageDpi = page.dpiX > 0 ? page.dpiX : 300;  // neither mask is finer than the page
+    if (std::min(settings.smallTextDpi, pageDpi) > std::min(settings.maskDpi, pageDpi) && out.letterHeight > 0 &&
+        out.letterHeight < kSmallLetterInches) {
         TextSettings finer = settings;
         finer.maskDpi = settings.smallTextDpi;
         out = buildAt(page, gray, levels, paperLevel, pictures, finer);

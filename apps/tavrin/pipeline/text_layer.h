@@ -27,7 +27,7 @@ namespace tavrin {
 struct TextSettings {
     double maskDpi = 200;   // mask resolution; at most the page's
     double smallTextDpi = 300;  // for small type (median letter under 0.06 in); 0: none
-    int maxColours = 4;     // masks at most
+    int maxColours = 4;     // ink masks at most (a dark field and its lettering add two)
     int minContrast = 50;   // background-to-ink contrast below which nothing is ink
 };
 
@@ -40,7 +40,7 @@ struct TextMask {
 struct TextLayer {
     int width = 0, height = 0;     // mask size
     double dpiX = 0, dpiY = 0;     // mask resolution
-    std::vector<TextMask> masks;   // most ink first
+    std::vector<TextMask> masks;   // most ink first; a dark field and its lettering last
     double letterHeight = 0;       // median height of the letter-sized marks, inches;
                                    // 0 when there are too few to tell
     Plane pageInk;                 // 0/1 per page pixel: what the masks cover
