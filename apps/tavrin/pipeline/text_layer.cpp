@@ -134,21 +134,24 @@ TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels
         out.letterHeight = letterHeights[letterHeights.size() / 2] / out.dpiY;
     }
     std::vector<std::array<double, 4>> colour(comps.count, {0, 0, 0, 0});  // weighted r, g, b, weight
-    for (const Run& r : comps.runs) {
-        if (comps.area[r.component] <= speck) continue;
+    // A run's page colour into `c` (weighted r, g, b, weight). `core` +1:
+    // the dark core decides, not the soft edge; -1: the light core (light
+    // lettering); 0: every pixel alike.
+    const auto addColour = [&](const Run& r, int core, std::array<double, 4>& c) {
         const int py = std::min(page.height - 1, int((r.y + 0.5) / sy));
         const uint8_t* prow = page.row(py);
         const uint8_t* grow = g.row(r.y);
         const uint8_t* trow = thresholds.row(std::min(thresholds.height - 1, py / levels.cell));
-        std::array<double, 4>& c = colour[r.component];
         for (int x = r.x0; x <= r.x1; ++x) {
             const int px = std::min(page.width - 1, int((x + 0.5) / sx));
-            const double depth = std::max(0, int(trow[cellX[x]]) - int(grow[x]));
-            const double w = 1.0 + depth * depth;  // the dark core decides, not the soft edge
+            const double depth = std::max(0, core * (int(trow[cellX[x]]) - int(grow[x])));
+            const double w = 1.0 + depth * depth;
             for (int k = 0; k < 3; ++k) c[k] += w * prow[size_t(px) * page.channels + (page.channels == 3 ? k : 0)];
             c[3] += w;
         }
-    }
+    };
+    for (const Run& r : comps.runs)
+        if (comps.area[r.component] > speck) addColour(r, +1, colour[r.component]);
 
     // Greedy clusters, most ink first.
     std::vector<int> order;
@@ -234,24 +237,12 @@ TextLayer buildAt(const Page& page, const Plane& gray, const LocalLevels& levels
             m.packed.assign(rowBytes * out.height, 0);
             if (!lettering)
                 for (const Run& r : light.lettering) setRun(m, r);
-            double sum[3] = {}, weight = 0;
+            std::array<double, 4> sum{};
             for (const Run& r : lettering ? light.lettering : light.fields) {
                 setRun(m, r);
-                const int py = std::min(page.height - 1, int((r.y + 0.5) / sy));
-                const uint8_t* prow = page.row(py);
-                const uint8_t* grow = g.row(r.y);
-                const uint8_t* trow = thresholds.row(std::min(thresholds.height - 1, py / levels.cell));
-                for (int x = r.x0; x <= r.x1; ++x) {
-                    const int px = std::min(page.width - 1, int((x + 0.5) / sx));
-                    // The letters' bright cores decide their colour, as the
-                    // dark cores do for ink; the field is even enough.
-                    const double height = lettering ? std::max(0, int(grow[x]) - int(trow[cellX[x]])) : 0;
-                    const double w = 1.0 + height * height;
-                    for (int k = 0; k < 3; ++k) sum[k] += w * prow[size_t(px) * page.channels + (page.channels == 3 ? k : 0)];
-                    weight += w;
-                }
+                addColour(r, lettering ? -1 : 0, sum);  // the field is even enough
             }
-            for (int k = 0; k < 3; ++k) m.colour[k] = uint8_t(std::clamp(std::lround(sum[k] / weight), 0l, 255l));
+            for (int k = 0; k < 3; ++k) m.colour[k] = uint8_t(std::clamp(std::lround(sum[k] / sum[3]), 0l, 255l));
             out.masks.push_back(std::move(m));
         }
     }
