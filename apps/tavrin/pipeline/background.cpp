@@ -100,7 +100,76 @@ Plane keptPixels(const Plane& usable, const std::vector<Rect>& excluded, const R
     return keep;
 }
 
+Page halved(const Page& p) {
+    Page h;
+    h.width = (p.width + 1) / 2;
+    h.height = (p.height + 1) / 2;
+    h.channels = p.channels;
+    h.dpiX = p.dpiX / 2;
+    h.dpiY = p.dpiY / 2;
+    h.pixels.resize(h.pixelCount() * h.channels);
+    const int ch = p.channels;
+    for (int y = 0; y < h.height; ++y) {
+        const uint8_t* a = p.row(2 * y);
+        const uint8_t* b = p.row(std::min(2 * y + 1, p.height - 1));
+        uint8_t* o = h.row(y);
+        for (int x = 0; x < h.width; ++x) {
+            const int x0 = 2 * x, x1 = std::min(2 * x + 1, p.width - 1);
+            for (int c = 0; c < ch; ++c)
+                o[x * ch + c] = uint8_t((a[x0 * ch + c] + a[x1 * ch + c] + b[x0 * ch + c] + b[x1 * ch + c] + 2) >> 2);
+        }
+    }
+    return h;
+}
+
+// Per position of a side of `fineSize`: the two source positions on a side
+// of `coarseSize` and the weight of the second, in 1/256.
+struct Taps {
+    std::vector<int> first, second, weight;
+    Taps(int fineSize, int coarseSize) : first(fineSize), second(fineSize), weight(fineSize) {
+        for (int i = 0; i < fineSize; ++i) {
+            const double f = std::clamp((i + 0.5) * coarseSize / fineSize - 0.5, 0.0, double(coarseSize - 1));
+            first[i] = int(f), second[i] = std::min(first[i] + 1, coarseSize - 1);
+            weight[i] = int(std::lround((f - first[i]) * 256));
+        }
+    }
+};
+
+// Whether `coarse`, bilinearly enlarged to the size of `fine`, stays within
+// `tolerance` of it everywhere.
+bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance) {
+    const int ch = fine.channels;
+    const Taps across(fine.width, coarse.width), down(fine.height, coarse.height);
+    const int limit = tolerance << 16;
+    for (int y = 0; y < fine.height; ++y) {
+        const uint8_t* a = coarse.row(down.first[y]);
+        const uint8_t* b = coarse.row(down.second[y]);
+        const uint8_t* f = fine.row(y);
+        const int wy = down.weight[y];
+        for (int x = 0; x < fine.width; ++x) {
+            const int i0 = across.first[x] * ch, i1 = across.second[x] * ch, wx = across.weight[x];
+            for (int c = 0; c < ch; ++c) {
+                const int top = a[i0 + c] * (256 - wx) + a[i1 + c] * wx;
+                const int bottom = b[i0 + c] * (256 - wx) + b[i1 + c] * wx;
+                if (std::abs(top * (256 - wy) + bottom * wy - (f[x * ch + c] << 16)) > limit) return false;
+            }
+        }
+    }
+    return true;
+}
+
 }  // namespace
+
+int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings) {
+    int made = 0;
+    while (made < maxHalvings && bg.width > 1 && bg.height > 1) {
+        Page half = halved(bg);
+        if (!enlargesWithin(half, bg, tolerance)) break;
+        bg = std::move(half);
+        ++made;
+    }
+    return made;
+}
 
 Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& levels, int tolerance) {
     Plane usable = ink;

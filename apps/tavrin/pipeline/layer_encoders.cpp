@@ -23,16 +23,20 @@ std::unique_ptr<uint8_t[]> scratch(size_t bytes) {
 // this the headers alone may not fit.
 constexpr size_t kMinJpegBufferBytes = 16384;
 
+// `src` with its shorter side doubled (pixels repeated): one side at a
+// time, so that an image just short of the minimum grows by half, not by
+// four times its blocks. A PDF scales an image to its box either way.
 Page doubled(const Page& src) {
+    const int sx = src.width <= src.height ? 2 : 1, sy = 3 - sx;
     Page d = src;
-    d.width = src.width * 2;
-    d.height = src.height * 2;
-    d.dpiX *= 2, d.dpiY *= 2;
+    d.width = src.width * sx;
+    d.height = src.height * sy;
+    d.dpiX *= sx, d.dpiY *= sy;
     d.pixels.resize(d.pixelCount() * d.channels);
     for (int y = 0; y < d.height; ++y)
         for (int x = 0; x < d.width; ++x)
             for (int c = 0; c < d.channels; ++c)
-                d.row(y)[size_t(x) * d.channels + c] = src.row(y / 2)[size_t(x / 2) * d.channels + c];
+                d.row(y)[size_t(x) * d.channels + c] = src.row(y / sy)[size_t(x / sx) * d.channels + c];
     return d;
 }
 

@@ -16,6 +16,10 @@ namespace {
 // soft edge, not background.
 constexpr int kMinSoftEdge = 10;
 constexpr double kSoftEdgeNoises = 3;
+// Plain paper goes down to a quarter of the background resolution when that
+// changes no level by more than this; its JPEG then costs a quarter or less.
+constexpr int kBackgroundTolerance = 3;
+constexpr int kMaxBackgroundHalvings = 2;
 
 // A drawing kept in layers: its lines in the masks over its fills.
 bool layered(PictureKind kind, const CompressSettings& s) { return kind == kGraphic && s.layeredGraphics; }
@@ -58,7 +62,8 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     const Rect wholePage{0, 0, page.width - 1, page.height - 1};
     const Plane usable =
         backgroundPixels(gray, text.pageInk, levels, std::max(kMinSoftEdge, int(std::lround(kSoftEdgeNoises * paper.noise))));
-    const Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten);
+    Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten);
+    rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings);
     out.background = encodeImage(bg, s.backgroundQuality, jpeg, label + ": background");
     out.background.box = {0, 0, page.width - 1, page.height - 1};
 
