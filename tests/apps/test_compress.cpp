@@ -14,8 +14,10 @@
 #include "cli/commands.h"
 #include "e2e_support.h"
 #include "generated_pages.h"
+#include "formats/page_reader.h"
 #include "pipeline/layer_encoders.h"
 #include "pipeline/pdf_writer.h"
+#include "pipeline/picture_layer.h"
 
 using namespace e2e;
 
@@ -220,4 +222,49 @@ TEST_F(CompressE2E, PnmTakesItsResolutionFromTheOption) {
     const auto box = QPDFPageDocumentHelper(pdf).getAllPages().at(0).getMediaBox().getArrayAsRectangle();
     EXPECT_NEAR(box.urx, 1200 * 72.0 / 150, 0.01);
     EXPECT_NEAR(box.ury, 900 * 72.0 / 150, 0.01);
+}
+
+// A viewer snaps image edges outward to whole pixels; a picture whose origin
+// rounds a hair short of a pixel boundary would be drawn a pixel larger,
+// shifted and stretched. Fine stripes at many positions show any such pixel.
+TEST_F(CompressE2E, PicturesLandOnTheirPixels) {
+    tavrin::Page stripes;
+    stripes.width = 160, stripes.height = 120, stripes.channels = 1;  // not enlarged by the coder
+    stripes.pixels.resize(stripes.pixelCount());
+    for (int y = 0; y < stripes.height; ++y)
+        for (int x = 0; x < stripes.width; ++x) stripes.row(y)[x] = uint8_t((x / 2 + y / 3) % 2 ? 230 : 20);
+    tavrin::EncodedPage e;
+    e.width = 2480, e.height = 3508, e.dpiX = e.dpiY = 300;
+    tavrin::Page paper = stripes;
+    std::fill(paper.pixels.begin(), paper.pixels.end(), uint8_t(255));
+    e.background = tavrin::encodeImage(paper, 90, {}, "paper");
+    e.background.box = {0, 0, e.width - 1, e.height - 1};
+    std::vector<tavrin::Rect> boxes;
+    for (int i = 0; i < 12; ++i) {
+        const int x0 = 101 + 197 * i, y0 = 133 + 283 * i;
+        boxes.push_back({x0, y0, x0 + stripes.width - 1, y0 + stripes.height - 1});
+        e.pictures.push_back(tavrin::encodeImage(stripes, 95, {}, "stripes"));
+        e.pictures.back().box = boxes.back();
+    }
+    const tavrin::Page drawn = tavrin::decodeJpeg(e.pictures[0].data);
+    tavrin::PdfWriter w;
+    w.addPage(e);
+    const std::string pdf = scratchDir("pixels") + "/page.pdf";
+    std::ofstream(pdf, std::ios::binary) << w.toBytes();
+    const tavrin::Page mu = render(pdf, Reader::MuPdf, 300, false);
+    ASSERT_EQ(mu.width, e.width);
+    for (const tavrin::Rect& b : boxes) {
+        const tavrin::Page shown = tavrin::cropPage(mu, b);
+        EXPECT_GE(compare(drawn, shown).psnr, 40.0) << "picture at " << b.x0 << ", " << b.y0;
+    }
+}
+
+// PNG keeps a resolution in dots per metre, JFIF and TIFF may in dots per
+// centimetre: the whole dpi they stand for, or the exact value otherwise.
+TEST(PageResolution, MetricUnitsGiveTheWholeDpiTheyStandFor) {
+    struct Case { double value, unitsPerInch, dpi; };
+    for (const Case& c : {Case{11811, 0.0254, 300}, Case{23622, 0.0254, 600}, Case{3937, 0.0254, 100},
+                          Case{118, 2.54, 300}, Case{118.11, 2.54, 300}, Case{11812, 0.0254, 11812 * 0.0254},
+                          Case{0, 0.0254, 0}})
+        EXPECT_DOUBLE_EQ(tavrin::dpiFromMetric(c.value, c.unitsPerInch), c.dpi) << c.value;
 }

@@ -1,6 +1,7 @@
 #include "formats/page_reader.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -8,6 +9,11 @@
 #include "pipeline/app_error.h"
 
 namespace tavrin {
+
+double dpiFromMetric(double value, double unitsPerInch) {
+    const double dpi = value * unitsPerInch, whole = std::round(dpi);
+    return whole > 0 && std::abs(whole / unitsPerInch - value) <= 0.5 ? whole : dpi;
+}
 
 ImageFormat sniffFormat(const uint8_t* h, size_t n) {
     if (n >= 8 && std::memcmp(h, "\x89PNG\r\n\x1a\n", 8) == 0) return ImageFormat::Png;

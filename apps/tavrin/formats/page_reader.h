@@ -47,6 +47,13 @@ protected:
     ImageFormat format_;
 };
 
+// Dots per inch from a resolution in dots per metre or centimetre
+// (`unitsPerInch`: 0.0254 or 2.54): the whole number of dpi when the stored
+// value is that number rounded to the unit (PNG keeps 300 dpi as 11811 per
+// metre, 299.9994 dpi, which would make the PDF page a fraction of a pixel
+// larger than the scan and shift a viewer's rendering by a row).
+double dpiFromMetric(double value, double unitsPerInch);
+
 // Decoders of a whole file held in memory (one page each). They throw
 // AppError(kExitFormat) naming `path` on damaged data.
 Page decodePng(const std::vector<uint8_t>& file, const std::string& path);

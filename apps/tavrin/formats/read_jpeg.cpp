@@ -89,8 +89,8 @@ bool decode(const uint8_t* data, size_t size, Page* page, ErrorManager* err,
         page->dpiX = cinfo.X_density;
         page->dpiY = cinfo.Y_density;
     } else if (cinfo.density_unit == 2) {
-        page->dpiX = cinfo.X_density * 2.54;
-        page->dpiY = cinfo.Y_density * 2.54;
+        page->dpiX = dpiFromMetric(cinfo.X_density, 2.54);
+        page->dpiY = dpiFromMetric(cinfo.Y_density, 2.54);
     }
     // Adobe writes CMYK inverted (0 = full ink).
     const bool inverted = cmyk && cinfo.saw_Adobe_marker;

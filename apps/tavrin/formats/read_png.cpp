@@ -23,8 +23,8 @@ void pngResolution(const std::vector<uint8_t>& file, double& dpiX, double& dpiY)
         const uint8_t* type = &file[pos + 4];
         if (std::memcmp(type, "IDAT", 4) == 0 || len > file.size() - pos - 12) return;
         if (std::memcmp(type, "pHYs", 4) == 0 && len == 9 && file[pos + 16] == 1) {
-            dpiX = be32(&file[pos + 8]) * 0.0254;
-            dpiY = be32(&file[pos + 12]) * 0.0254;
+            dpiX = dpiFromMetric(be32(&file[pos + 8]), 0.0254);
+            dpiY = dpiFromMetric(be32(&file[pos + 12]), 0.0254);
             return;
         }
         pos += 12 + size_t(len);

@@ -125,9 +125,8 @@ bool TiffReader::next(Page& page) {
     TIFFGetFieldDefaulted(tif_, TIFFTAG_RESOLUTIONUNIT, &unit);
     if (TIFFGetField(tif_, TIFFTAG_XRESOLUTION, &xres) && unit != RESUNIT_NONE) {
         if (!TIFFGetField(tif_, TIFFTAG_YRESOLUTION, &yres)) yres = xres;
-        const double scale = unit == RESUNIT_CENTIMETER ? 2.54 : 1.0;
-        page.dpiX = xres * scale;
-        page.dpiY = yres * scale;
+        page.dpiX = unit == RESUNIT_CENTIMETER ? dpiFromMetric(xres, 2.54) : xres;
+        page.dpiY = unit == RESUNIT_CENTIMETER ? dpiFromMetric(yres, 2.54) : yres;
     }
     return true;
 }

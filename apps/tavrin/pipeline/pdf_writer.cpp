@@ -23,6 +23,8 @@ QOH name(const char* n) { return QOH::newName(n); }
 QOH integer(long long v) { return QOH::newInteger(v); }
 QOH real(double v) { return QOH::newReal(v, 4); }
 
+constexpr double kInwardNudge = 0.0001;  // points; see PdfWriter::addPage
+
 // One content-stream operation: operands as qpdf writes them, then the
 // operator.
 void operation(std::ostringstream& out, std::vector<QOH> operands, const char* op) {
@@ -97,11 +99,19 @@ void PdfWriter::addPage(const EncodedPage& page) {
     QOH xobjects = QOH::newDictionary();
     std::ostringstream content;
     // Draws XObject `key` over `box` (page pixels; PDF's y axis points up).
+    // Viewers snap an image's edges outward to whole device pixels, so an
+    // origin that lands a rounding error short of a pixel boundary costs a
+    // whole extra row or column: the picture shifts and stretches by a pixel,
+    // which is plain to see on line art. Moving a picture's origin into its
+    // box by kInwardNudge points (0.0004 pixel at 300 dpi, well inside the
+    // snapping tolerance) keeps it on the boundary; the page-sized layers
+    // start at 0, which no rounding moves.
     const auto draw = [&](const std::string& key, const Rect& box) {
+        const double nudge = box.x0 == 0 && box.y1 == page.height - 1 ? 0.0 : kInwardNudge;
         operation(content, {}, "q");
         operation(content,
-                  {real(box.width() * sx), integer(0), integer(0), real(box.height() * sy), real(box.x0 * sx),
-                   real((page.height - 1 - box.y1) * sy)},
+                  {real(box.width() * sx), integer(0), integer(0), real(box.height() * sy), real(box.x0 * sx + nudge),
+                   real((page.height - 1 - box.y1) * sy - nudge)},
                   "cm");
         operation(content, {name(key.c_str())}, "Do");
         operation(content, {}, "Q");
