@@ -6,6 +6,8 @@
 #define POINTERHOLDER_TRANSITION 4
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
@@ -15,6 +17,7 @@
 #include "e2e_support.h"
 #include "generated_pages.h"
 #include "formats/page_reader.h"
+#include "pipeline/background.h"
 #include "pipeline/layer_encoders.h"
 #include "pipeline/pdf_writer.h"
 #include "pipeline/picture_layer.h"
@@ -240,8 +243,8 @@ TEST_F(CompressE2E, PicturesLandOnTheirPixels) {
     e.background = tavrin::encodeImage(paper, 90, {}, "paper");
     e.background.box = {0, 0, e.width - 1, e.height - 1};
     std::vector<tavrin::Rect> boxes;
-    for (int i = 0; i < 12; ++i) {
-        const int x0 = 101 + 197 * i, y0 = 133 + 283 * i;
+    for (int i = 0; i < 13; ++i) {  // the last in the bottom-left corner, where PDF's origin is
+        const int x0 = i < 12 ? 101 + 197 * i : 0, y0 = i < 12 ? 133 + 283 * i : e.height - stripes.height;
         boxes.push_back({x0, y0, x0 + stripes.width - 1, y0 + stripes.height - 1});
         e.pictures.push_back(tavrin::encodeImage(stripes, 95, {}, "stripes"));
         e.pictures.back().box = boxes.back();
@@ -265,6 +268,38 @@ TEST(PageResolution, MetricUnitsGiveTheWholeDpiTheyStandFor) {
     struct Case { double value, unitsPerInch, dpi; };
     for (const Case& c : {Case{11811, 0.0254, 300}, Case{23622, 0.0254, 600}, Case{3937, 0.0254, 100},
                           Case{118, 2.54, 300}, Case{118.11, 2.54, 300}, Case{11812, 0.0254, 11812 * 0.0254},
-                          Case{0, 0.0254, 0}})
+                          Case{47.5, 2.54, 47.5 * 2.54}, Case{0, 0.0254, 0}, Case{-118, 2.54, -118 * 2.54}})
         EXPECT_DOUBLE_EQ(tavrin::dpiFromMetric(c.value, c.unitsPerInch), c.dpi) << c.value;
+}
+
+// Plain shaded paper shrinks to a quarter; the edge of a tint keeps every
+// pixel; what shrinks, enlarged back as a viewer does, stays within the
+// tolerance of the original.
+TEST(Background, ShrinksOnlyWhatEnlargesBackFaithfully) {
+    for (const bool tint : {false, true}) {
+        tavrin::Page bg;
+        bg.width = 64, bg.height = 48, bg.channels = 1;
+        bg.pixels.resize(bg.pixelCount());
+        for (int y = 0; y < bg.height; ++y)
+            for (int x = 0; x < bg.width; ++x)
+                bg.row(y)[x] = uint8_t(200 + x / 4 + y / 6 - (tint && x >= 20 && x < 40 && y >= 10 ? 40 : 0));
+        tavrin::Page small = bg;
+        const int halvings = tavrin::coarsenWhileFaithful(small, 3, 2);
+        EXPECT_EQ(halvings, tint ? 0 : 2);
+        ASSERT_EQ(small.width, bg.width >> halvings);
+        const auto at = [](int i, int fine, int coarse) {  // bilinear source position
+            return std::clamp((i + 0.5) * coarse / fine - 0.5, 0.0, coarse - 1.0);
+        };
+        double worst = 0;
+        for (int y = 0; y < bg.height; ++y)
+            for (int x = 0; x < bg.width; ++x) {
+                const double fx = at(x, bg.width, small.width), fy = at(y, bg.height, small.height);
+                const int x0 = int(fx), y0 = int(fy), x1 = std::min(x0 + 1, small.width - 1),
+                          y1 = std::min(y0 + 1, small.height - 1);
+                const double top = small.row(y0)[x0] + (small.row(y0)[x1] - small.row(y0)[x0]) * (fx - x0);
+                const double bottom = small.row(y1)[x0] + (small.row(y1)[x1] - small.row(y1)[x0]) * (fx - x0);
+                worst = std::max(worst, std::abs(top + (bottom - top) * (fy - y0) - bg.row(y)[x]));
+            }
+        EXPECT_LE(worst, 3.0);
+    }
 }

@@ -12,7 +12,11 @@ namespace tavrin {
 
 double dpiFromMetric(double value, double unitsPerInch) {
     const double dpi = value * unitsPerInch, whole = std::round(dpi);
-    return whole > 0 && std::abs(whole / unitsPerInch - value) <= 0.5 ? whole : dpi;
+    if (!(whole > 0 && whole < 1e6)) return dpi;  // damaged values are refused later
+    // A whole field is the whole dpi rounded to the unit; a fractional one
+    // (a TIFF rational) must be that dpi to within rounding.
+    const bool roundedField = value == std::floor(value) && std::llround(whole / unitsPerInch) == (long long)value;
+    return roundedField || std::abs(dpi - whole) < 0.01 ? whole : dpi;
 }
 
 ImageFormat sniffFormat(const uint8_t* h, size_t n) {

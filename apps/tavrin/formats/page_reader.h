@@ -49,9 +49,10 @@ protected:
 
 // Dots per inch from a resolution in dots per metre or centimetre
 // (`unitsPerInch`: 0.0254 or 2.54): the whole number of dpi when the stored
-// value is that number rounded to the unit (PNG keeps 300 dpi as 11811 per
-// metre, 299.9994 dpi, which would make the PDF page a fraction of a pixel
-// larger than the scan and shift a viewer's rendering by a row).
+// value is that number rounded to the unit, or within 0.01 dpi of it (PNG
+// keeps 300 dpi as 11811 per metre, 299.9994 dpi, which would make the PDF
+// page a fraction of a pixel larger than the scan and shift a viewer's
+// rendering by a row); the exact value otherwise.
 double dpiFromMetric(double value, double unitsPerInch);
 
 // Decoders of a whole file held in memory (one page each). They throw

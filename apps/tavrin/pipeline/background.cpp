@@ -161,13 +161,16 @@ bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance) {
 }  // namespace
 
 int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings) {
+    // Each halving is held against the original, so that errors cannot add up.
+    Page coarse = bg;
     int made = 0;
-    while (made < maxHalvings && bg.width > 1 && bg.height > 1) {
-        Page half = halved(bg);
+    while (made < maxHalvings && coarse.width > 1 && coarse.height > 1) {
+        Page half = halved(coarse);
         if (!enlargesWithin(half, bg, tolerance)) break;
-        bg = std::move(half);
+        coarse = std::move(half);
         ++made;
     }
+    if (made > 0) bg = std::move(coarse);
     return made;
 }
 

@@ -31,9 +31,10 @@ Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& l
 Page buildBackground(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& area,
                      int factor, const PaperMap& paper, int flatten);
 
-// Halves `bg` (2 x 2 means) while the result, drawn back at the old size
-// with bilinear interpolation as a viewer does, stays within `tolerance`
-// levels of it in every pixel and channel, at most `maxHalvings` times:
+// Halves `bg` (2 x 2 means) while the result, drawn back at the original
+// size with bilinear interpolation as a viewer does, stays within
+// `tolerance` levels of it in every pixel and channel, at most `maxHalvings`
+// times:
 // plain or evenly shaded paper needs few pixels, while the edge of a tint
 // or a rule keeps them all. Returns the number of halvings made.
 int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings);

@@ -24,8 +24,8 @@ std::unique_ptr<uint8_t[]> scratch(size_t bytes) {
 constexpr size_t kMinJpegBufferBytes = 16384;
 
 // `src` with its shorter side doubled (pixels repeated): one side at a
-// time, so that an image just short of the minimum grows by half, not by
-// four times its blocks. A PDF scales an image to its box either way.
+// time, so that an image just short of the minimum doubles its blocks
+// rather than growing four-fold. A PDF scales an image to its box either way.
 Page doubled(const Page& src) {
     const int sx = src.width <= src.height ? 2 : 1, sy = 3 - sx;
     Page d = src;

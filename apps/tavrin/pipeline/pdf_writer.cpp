@@ -98,16 +98,20 @@ void PdfWriter::addPage(const EncodedPage& page) {
     const double wPt = page.width * sx, hPt = page.height * sy;
     QOH xobjects = QOH::newDictionary();
     std::ostringstream content;
+    const Rect wholePage{0, 0, page.width - 1, page.height - 1};
     // Draws XObject `key` over `box` (page pixels; PDF's y axis points up).
-    // Viewers snap an image's edges outward to whole device pixels, so an
-    // origin that lands a rounding error short of a pixel boundary costs a
-    // whole extra row or column: the picture shifts and stretches by a pixel,
-    // which is plain to see on line art. Moving a picture's origin into its
-    // box by kInwardNudge points (0.0004 pixel at 300 dpi, well inside the
-    // snapping tolerance) keeps it on the boundary; the page-sized layers
-    // start at 0, which no rounding moves.
+    // Viewers snap an image's edges outward to whole device pixels, so a top
+    // or left edge that lands a rounding error short of a pixel boundary
+    // costs a whole extra row or column: the picture shifts and stretches by
+    // a pixel, which is plain to see on line art. Moving a picture right and
+    // down by kInwardNudge points (0.0004 pixel at 300 dpi, well inside the
+    // snapping tolerance) keeps its top-left corner on the inner side of the
+    // boundary. The page-sized layers need no nudge: the page's corners are
+    // where rendering starts.
     const auto draw = [&](const std::string& key, const Rect& box) {
-        const double nudge = box.x0 == 0 && box.y1 == page.height - 1 ? 0.0 : kInwardNudge;
+        const bool pageSized = box.x0 == wholePage.x0 && box.y0 == wholePage.y0 && box.x1 == wholePage.x1 &&
+                               box.y1 == wholePage.y1;
+        const double nudge = pageSized ? 0.0 : kInwardNudge;
         operation(content, {}, "q");
         operation(content,
                   {real(box.width() * sx), integer(0), integer(0), real(box.height() * sy), real(box.x0 * sx + nudge),
@@ -116,7 +120,6 @@ void PdfWriter::addPage(const EncodedPage& page) {
         operation(content, {name(key.c_str())}, "Do");
         operation(content, {}, "Q");
     };
-    const Rect wholePage{0, 0, page.width - 1, page.height - 1};
 
     xobjects.replaceKey("/Bg", jpegImage(pdf, page.background));
     draw("/Bg", wholePage);
