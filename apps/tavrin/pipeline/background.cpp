@@ -122,24 +122,11 @@ Page halved(const Page& p) {
     return h;
 }
 
-// Per position of a side of `fineSize`: the two source positions on a side
-// of `coarseSize` and the weight of the second, in 1/256.
-struct Taps {
-    std::vector<int> first, second, weight;
-    Taps(int fineSize, int coarseSize) : first(fineSize), second(fineSize), weight(fineSize) {
-        for (int i = 0; i < fineSize; ++i) {
-            const double f = std::clamp((i + 0.5) * coarseSize / fineSize - 0.5, 0.0, double(coarseSize - 1));
-            first[i] = int(f), second[i] = std::min(first[i] + 1, coarseSize - 1);
-            weight[i] = int(std::lround((f - first[i]) * 256));
-        }
-    }
-};
-
 // Whether `coarse`, bilinearly enlarged to the size of `fine`, stays within
 // `tolerance` of it everywhere.
 bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance) {
     const int ch = fine.channels;
-    const Taps across(fine.width, coarse.width), down(fine.height, coarse.height);
+    const BilinearTaps across(fine.width, coarse.width), down(fine.height, coarse.height);
     const int limit = tolerance << 16;
     for (int y = 0; y < fine.height; ++y) {
         const uint8_t* a = coarse.row(down.first[y]);

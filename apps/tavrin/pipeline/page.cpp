@@ -212,6 +212,14 @@ Plane resizePlane(const Plane& src, int width, int height) {
     return d;
 }
 
+BilinearTaps::BilinearTaps(int fineSize, int coarseSize) : first(fineSize), second(fineSize), weight(fineSize) {
+    for (int i = 0; i < fineSize; ++i) {
+        const double f = std::clamp((i + 0.5) * coarseSize / fineSize - 0.5, 0.0, double(coarseSize - 1));
+        first[i] = int(f), second[i] = std::min(first[i] + 1, coarseSize - 1);
+        weight[i] = int(std::lround((f - first[i]) * 256));
+    }
+}
+
 Page resizePage(const Page& src, int width, int height) {
     if (width == src.width && height == src.height) return src;
     Page d;

@@ -86,6 +86,14 @@ Page reducePage(const Page& src, int factor);
 // The pixels of `box` (inclusive, clipped to the page) as a page of their own.
 Page cropPage(const Page& src, const Rect& box);
 
+// Bilinear enlargement of a side of `coarseSize` samples to `fineSize`, the
+// samples' centres aligned as a viewer draws an image: per fine position the
+// two coarse positions it lies between and the second's weight in 1/256.
+struct BilinearTaps {
+    BilinearTaps(int fineSize, int coarseSize);
+    std::vector<int> first, second, weight;
+};
+
 // Area-weighted resampling to any smaller size (each output pixel is the
 // mean of the source area it covers); also for pages of 1 or 3 channels.
 Plane resizePlane(const Plane& src, int width, int height);

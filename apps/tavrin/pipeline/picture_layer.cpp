@@ -105,19 +105,16 @@ Page decodeJpeg(const std::string& jpeg) {
 
 double reductionError(const Page& small, const Page& full, int rowStep) {
     const int ch = full.channels, width = full.width;
-    // Per output column: the two source columns and the weight of the second (8 bits).
-    std::vector<int> x0(width), x1(width), wx(width);
-    for (int x = 0; x < width; ++x) {
-        const double f = std::clamp((x + 0.5) * small.width / width - 0.5, 0.0, double(small.width - 1));
-        x0[x] = int(f), x1[x] = std::min(x0[x] + 1, small.width - 1), wx[x] = int(std::lround((f - x0[x]) * 256));
-    }
+    const BilinearTaps across(width, small.width), down(full.height, small.height);
+    const std::vector<int>& x0 = across.first;
+    const std::vector<int>& x1 = across.second;
+    const std::vector<int>& wx = across.weight;
     uint64_t sum = 0, count = 0;
 #pragma omp parallel for reduction(+ : sum, count) schedule(static)
     for (int y = 0; y < full.height; y += rowStep) {
-        const double f = std::clamp((y + 0.5) * small.height / full.height - 0.5, 0.0, double(small.height - 1));
-        const int y0 = int(f), y1 = std::min(y0 + 1, small.height - 1), wy = int(std::lround((f - y0) * 256));
-        const uint8_t* a = small.row(y0);
-        const uint8_t* b = small.row(y1);
+        const int wy = down.weight[y];
+        const uint8_t* a = small.row(down.first[y]);
+        const uint8_t* b = small.row(down.second[y]);
         const uint8_t* o = full.row(y);
         uint64_t rowSum = 0;
         for (int x = 0; x < width; ++x)
