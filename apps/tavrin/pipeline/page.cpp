@@ -156,37 +156,44 @@ AreaTaps areaTaps(int from, int to) {
     return t;
 }
 
-// Rows first into 16-bit values (8 fractional bits), then columns.
+// Rows first into 16-bit values (8 fractional bits), then columns. Each
+// thread keeps only the few row results its output rows need, in a ring
+// indexed by source row: a page-sized intermediate would cost more in fresh
+// memory than the arithmetic. 32-bit sums suffice: weights sum to 65536 and
+// 16-bit values are at most 255 * 256.
 void resizeInterleaved(const uint8_t* src, int w, int h, int ch, uint8_t* dst, int w2, int h2) {
     const AreaTaps tx = areaTaps(w, w2), ty = areaTaps(h, h2);
-    std::vector<uint16_t> mid(size_t(w2) * ch * h);
-#pragma omp parallel for schedule(static)
-    for (int y = 0; y < h; ++y) {
+    const size_t n = size_t(w2) * ch;
+    const int window = *std::max_element(ty.count.begin(), ty.count.end());
+    const auto resizeRow = [&](int y, uint16_t* d) {
         const uint8_t* s = src + size_t(y) * w * ch;
-        uint16_t* d = mid.data() + size_t(y) * w2 * ch;
         for (int x = 0; x < w2; ++x) {
             const uint32_t* wt = tx.weight.data() + tx.offset[x];
+            const uint8_t* p = s + size_t(tx.first[x]) * ch;
             for (int c = 0; c < ch; ++c) {
-                uint64_t acc = 0;
-                for (int k = 0; k < tx.count[x]; ++k) acc += uint64_t(wt[k]) * s[size_t(tx.first[x] + k) * ch + c];
-                d[size_t(x) * ch + c] = uint16_t((acc + 128) >> 8);
+                uint32_t acc = 128;
+                for (int k = 0; k < tx.count[x]; ++k) acc += wt[k] * p[size_t(k) * ch + c];
+                d[size_t(x) * ch + c] = uint16_t(acc >> 8);
             }
         }
-    }
-    const size_t n = size_t(w2) * ch;
+    };
 #pragma omp parallel
     {
-        std::vector<uint64_t> acc(n);
+        std::vector<uint16_t> ring(n * window);
+        std::vector<int> ringRow(window, -1);
+        std::vector<uint32_t> acc(n);
 #pragma omp for schedule(static)
         for (int y = 0; y < h2; ++y) {
             const uint32_t* wt = ty.weight.data() + ty.offset[y];
-            std::fill(acc.begin(), acc.end(), uint64_t(1) << 23);
+            std::fill(acc.begin(), acc.end(), uint32_t(1) << 23);
             for (int k = 0; k < ty.count[y]; ++k) {
-                const uint16_t* m = mid.data() + size_t(ty.first[y] + k) * n;
-                for (size_t x = 0; x < n; ++x) acc[x] += uint64_t(wt[k]) * m[x];
+                const int row = ty.first[y] + k, slot = row % window;
+                uint16_t* m = ring.data() + size_t(slot) * n;
+                if (ringRow[slot] != row) resizeRow(row, m), ringRow[slot] = row;
+                for (size_t x = 0; x < n; ++x) acc[x] += wt[k] * m[x];
             }
             uint8_t* d = dst + size_t(y) * n;
-            for (size_t x = 0; x < n; ++x) d[x] = uint8_t(std::min<uint64_t>(255, acc[x] >> 24));
+            for (size_t x = 0; x < n; ++x) d[x] = uint8_t(std::min<uint32_t>(255, acc[x] >> 24));
         }
     }
 }
