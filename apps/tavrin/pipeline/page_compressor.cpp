@@ -7,6 +7,7 @@
 #include "pipeline/layer_encoders.h"
 #include "pipeline/local_levels.h"
 #include "pipeline/page_measures.h"
+#include "pipeline/run_each.h"
 
 namespace tavrin {
 
@@ -67,7 +68,10 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     out.background = encodeImage(bg, s.backgroundQuality, jpeg, label + ": background");
     out.background.box = {0, 0, page.width - 1, page.height - 1};
 
-    for (size_t i = 0; i < pictures.size(); ++i) {
+    // Pictures side by side when there are several (each searches its
+    // resolutions on one thread), else the resolutions of the one side by side.
+    out.pictures.resize(pictures.size());
+    const auto encode = [&](size_t i) {
         const Rect& box = pictures[i];
         const std::string what = label + ": picture " + std::to_string(i + 1);
         if (layered(rep.detection.kinds[i], s)) {
@@ -76,11 +80,15 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
             EncodedImage image = encodeImage(buildBackground(page, usable, {}, box, factor, paper, s.flatten),
                                              s.graphicQuality, jpeg, what);
             image.box = box;
-            out.pictures.push_back(std::move(image));
+            out.pictures[i] = std::move(image);
         } else {
-            out.pictures.push_back(encodePicture(page, box, dpi, s.picture, jpeg, what));
+            out.pictures[i] = encodePicture(page, box, dpi, s.picture, jpeg, what);
         }
-    }
+    };
+    if (pictures.size() > 1)
+        runEach(pictures.size(), encode);
+    else if (!pictures.empty())
+        encode(0);
 
     const uint16_t xr = resolutionField100(text.dpiX), yr = resolutionField100(text.dpiY);
     for (size_t i = 0; i < text.masks.size(); ++i) {

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstring>
-#include <exception>
 #include <vector>
 
 #include "pipeline/app_error.h"
+#include "pipeline/run_each.h"
 
 namespace tavrin {
 
@@ -76,23 +76,6 @@ Trial encodeAndMeasure(const Page& small, int quality, const JpegSettings& jpeg,
     const Page back = decodeJpeg(t.image.data);
     t.mse = back.width == small.width && back.height == small.height ? meanSquaredError(back, small) : 0;
     return t;
-}
-
-// Runs job(0) .. job(n - 1) side by side. An exception may not leave a
-// parallel region: the first one, in index order, is thrown after it.
-template <class Job>
-void runEach(size_t n, const Job& job) {
-    std::vector<std::exception_ptr> failed(n);
-#pragma omp parallel for schedule(dynamic, 1)
-    for (size_t k = 0; k < n; ++k) {
-        try {
-            job(k);
-        } catch (...) {
-            failed[k] = std::current_exception();
-        }
-    }
-    for (const std::exception_ptr& e : failed)
-        if (e) std::rethrow_exception(e);
 }
 
 }  // namespace
