@@ -156,6 +156,56 @@ AreaTaps areaTaps(int from, int to) {
     return t;
 }
 
+// The taps along a row, every output pixel given the same number, so that
+// the common cases run as fixed, unrolled loops: a pixel with fewer taps
+// gets zero weights on its neighbours (which change no sum), its window
+// moved left where it would pass the row's end.
+struct RowTaps {
+    int taps = 0;
+    std::vector<uint32_t> start;   // per output pixel: first source sample
+    std::vector<uint32_t> weight;  // taps per output pixel
+
+    RowTaps(const AreaTaps& t, int from, int ch) {
+        taps = *std::max_element(t.count.begin(), t.count.end());  // at most `from`
+        const size_t n = t.first.size();
+        start.resize(n), weight.assign(n * taps, 0);
+        for (size_t x = 0; x < n; ++x) {
+            const int first = std::min(t.first[x], from - taps);
+            start[x] = uint32_t(first * ch);
+            std::copy_n(t.weight.begin() + t.offset[x], t.count[x], weight.begin() + x * taps + (t.first[x] - first));
+        }
+    }
+
+    template <int kCh, int kTaps>
+    void run(const uint8_t* s, uint16_t* d, int w2) const {
+        for (int x = 0; x < w2; ++x) {
+            const uint8_t* p = s + start[x];
+            const uint32_t* wt = weight.data() + size_t(x) * kTaps;
+            for (int c = 0; c < kCh; ++c) {
+                uint32_t acc = 128;
+                for (int k = 0; k < kTaps; ++k) acc += wt[k] * p[k * kCh + c];
+                d[x * kCh + c] = uint16_t(acc >> 8);
+            }
+        }
+    }
+
+    void apply(const uint8_t* s, uint16_t* d, int w2, int ch) const {
+        if (ch == 1 && taps == 2) return run<1, 2>(s, d, w2);
+        if (ch == 1 && taps == 3) return run<1, 3>(s, d, w2);
+        if (ch == 3 && taps == 2) return run<3, 2>(s, d, w2);
+        if (ch == 3 && taps == 3) return run<3, 3>(s, d, w2);
+        for (int x = 0; x < w2; ++x) {
+            const uint8_t* p = s + start[x];
+            const uint32_t* wt = weight.data() + size_t(x) * taps;
+            for (int c = 0; c < ch; ++c) {
+                uint32_t acc = 128;
+                for (int k = 0; k < taps; ++k) acc += wt[k] * p[size_t(k) * ch + c];
+                d[size_t(x) * ch + c] = uint16_t(acc >> 8);
+            }
+        }
+    }
+};
+
 // Rows first into 16-bit values (8 fractional bits), then columns. Each
 // thread keeps only the few row results its output rows need, in a ring
 // indexed by source row: a page-sized intermediate would cost more in fresh
@@ -165,18 +215,8 @@ void resizeInterleaved(const uint8_t* src, int w, int h, int ch, uint8_t* dst, i
     const AreaTaps tx = areaTaps(w, w2), ty = areaTaps(h, h2);
     const size_t n = size_t(w2) * ch;
     const int window = *std::max_element(ty.count.begin(), ty.count.end());
-    const auto resizeRow = [&](int y, uint16_t* d) {
-        const uint8_t* s = src + size_t(y) * w * ch;
-        for (int x = 0; x < w2; ++x) {
-            const uint32_t* wt = tx.weight.data() + tx.offset[x];
-            const uint8_t* p = s + size_t(tx.first[x]) * ch;
-            for (int c = 0; c < ch; ++c) {
-                uint32_t acc = 128;
-                for (int k = 0; k < tx.count[x]; ++k) acc += wt[k] * p[size_t(k) * ch + c];
-                d[size_t(x) * ch + c] = uint16_t(acc >> 8);
-            }
-        }
-    };
+    const RowTaps across(tx, w, ch);
+    const auto resizeRow = [&](int y, uint16_t* d) { across.apply(src + size_t(y) * w * ch, d, w2, ch); };
 #pragma omp parallel
     {
         std::vector<uint16_t> ring(n * window);
