@@ -303,3 +303,35 @@ TEST(Background, ShrinksOnlyWhatEnlargesBackFaithfully) {
         EXPECT_LE(worst, 3.0);
     }
 }
+
+// The area resize against the exact share of each source pixel under each
+// output pixel, computed in doubles: at most one level apart (the resize
+// rounds twice). Sizes that give one, two and three taps, windows at the
+// row's end, and enlargement.
+TEST(Resize, AreaMeansWithinALevelOfExactCoverage) {
+    struct Case { int w, h, w2, h2, ch; };
+    for (const Case& c : {Case{300, 7, 200, 5, 1}, Case{301, 9, 150, 4, 3}, Case{97, 31, 32, 11, 3},
+                          Case{5, 3, 2, 2, 1}, Case{3, 4, 7, 9, 3}, Case{64, 2, 64, 1, 1}}) {
+        tavrin::Page src;
+        src.width = c.w, src.height = c.h, src.channels = c.ch;
+        src.pixels.resize(src.pixelCount() * c.ch);
+        uint32_t seed = 12345;
+        for (uint8_t& v : src.pixels) v = uint8_t((seed = seed * 1103515245u + 12345u) >> 24);
+        const tavrin::Page out = tavrin::resizePage(src, c.w2, c.h2);
+        const auto cover = [](int i, int o, int from, int to) {  // share of source i in output o
+            const double r = double(from) / to, a = o * r, b = (o + 1) * r;
+            return std::max(0.0, std::min(b, i + 1.0) - std::max(a, double(i))) / r;
+        };
+        int worst = 0;
+        for (int oy = 0; oy < c.h2; ++oy)
+            for (int ox = 0; ox < c.w2; ++ox)
+                for (int k = 0; k < c.ch; ++k) {
+                    double sum = 0;
+                    for (int y = 0; y < c.h; ++y)
+                        for (int x = 0; x < c.w; ++x)
+                            sum += cover(y, oy, c.h, c.h2) * cover(x, ox, c.w, c.w2) * src.row(y)[x * c.ch + k];
+                    worst = std::max(worst, std::abs(out.row(oy)[ox * c.ch + k] - int(std::lround(sum))));
+                }
+        EXPECT_LE(worst, 1) << c.w << "x" << c.h << " -> " << c.w2 << "x" << c.h2 << ", " << c.ch << " channels";
+    }
+}
