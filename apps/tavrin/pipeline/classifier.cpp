@@ -55,51 +55,47 @@ Cells measureCells(const Page& page, const Plane& gray, const PaperMap& paper) {
     const size_t n = size_t(c.width) * c.height;
     c.rgb.resize(n), c.paperRgb.resize(n);
     c.mean.resize(n), c.range.resize(n), c.paper.resize(n);
+    const bool colour = page.channels == 3;
 #pragma omp parallel
     {
-        // Per cell of one row of cells: sums, darkest and brightest.
-        std::vector<int> sum(c.width), lo(c.width), hi(c.width), count(c.width);
-        std::vector<std::array<int, 3>> rgb(c.width);
+        // Per band of cell rows: each page column's sum, darkest and
+        // brightest level (and each colour sample's sum) down the band, in
+        // loops over whole rows that the compiler vectorises; then each
+        // cell gathers its four columns.
+        std::vector<uint16_t> colSum(gray.width), rgbSum(colour ? size_t(gray.width) * 3 : 0);
+        std::vector<uint8_t> colLo(gray.width), colHi(gray.width);
 #pragma omp for schedule(static)
         for (int cy = 0; cy < c.height; ++cy) {
-            std::fill(sum.begin(), sum.end(), 0), std::fill(count.begin(), count.end(), 0);
-            std::fill(lo.begin(), lo.end(), 255), std::fill(hi.begin(), hi.end(), 0);
-            std::fill(rgb.begin(), rgb.end(), std::array<int, 3>{});
             const int y0 = cy * kCell, y1 = std::min(gray.height, y0 + kCell);
-            const int whole = gray.width / kCell;  // cells with all four columns
-            for (int y = y0; y < y1; ++y) {
+            const uint8_t* first = gray.row(y0);
+            std::copy_n(first, gray.width, colLo.data()), std::copy_n(first, gray.width, colHi.data());
+            std::copy_n(first, gray.width, colSum.data());
+            if (colour) std::copy_n(page.row(y0), rgbSum.size(), rgbSum.data());
+            for (int y = y0 + 1; y < y1; ++y) {
                 const uint8_t* g = gray.row(y);
-                for (int k = 0; k < whole; ++k) {
-                    const uint8_t* q = g + 4 * k;
-                    sum[k] += q[0] + q[1] + q[2] + q[3];
-                    lo[k] = std::min({lo[k], int(q[0]), int(q[1]), int(q[2]), int(q[3])});
-                    hi[k] = std::max({hi[k], int(q[0]), int(q[1]), int(q[2]), int(q[3])});
-                    count[k] += 4;
+                for (int x = 0; x < gray.width; ++x) {
+                    colSum[x] = uint16_t(colSum[x] + g[x]);
+                    colLo[x] = std::min(colLo[x], g[x]), colHi[x] = std::max(colHi[x], g[x]);
                 }
-                for (int x = whole * kCell; x < gray.width; ++x) {
-                    const int k = x / kCell;
-                    sum[k] += g[x], ++count[k];
-                    lo[k] = std::min<int>(lo[k], g[x]), hi[k] = std::max<int>(hi[k], g[x]);
-                }
-                if (page.channels == 3) {
-                    const uint8_t* p = page.row(y);
-                    for (int k = 0; k < whole; ++k) {
-                        const uint8_t* q = p + 12 * k;
-                        rgb[k][0] += q[0] + q[3] + q[6] + q[9];
-                        rgb[k][1] += q[1] + q[4] + q[7] + q[10];
-                        rgb[k][2] += q[2] + q[5] + q[8] + q[11];
-                    }
-                    for (int x = whole * kCell; x < gray.width; ++x)
-                        for (int ch = 0; ch < 3; ++ch) rgb[x / kCell][ch] += p[3 * x + ch];
+                if (colour) {
+                    const uint8_t* q = page.row(y);
+                    for (size_t i = 0; i < rgbSum.size(); ++i) rgbSum[i] = uint16_t(rgbSum[i] + q[i]);
                 }
             }
             for (int cx = 0; cx < c.width; ++cx) {
+                const int x0 = cx * kCell, x1 = std::min(gray.width, x0 + kCell);
+                int s = 0, l = 255, h = 0;
+                std::array<int, 3> t{};
+                for (int x = x0; x < x1; ++x) {
+                    s += colSum[x], l = std::min<int>(l, colLo[x]), h = std::max<int>(h, colHi[x]);
+                    if (colour)
+                        for (int k = 0; k < 3; ++k) t[k] += rgbSum[size_t(x) * 3 + k];
+                }
                 const size_t i = size_t(cy) * c.width + cx;
-                const int n = count[cx];
-                c.mean[i] = uint8_t((sum[cx] + n / 2) / n);
-                c.range[i] = uint8_t(hi[cx] - lo[cx]);
-                for (int k = 0; k < 3; ++k)
-                    c.rgb[i][k] = page.channels == 3 ? uint8_t((rgb[cx][k] + n / 2) / n) : c.mean[i];
+                const int n = (x1 - x0) * (y1 - y0);
+                c.mean[i] = uint8_t((s + n / 2) / n);
+                c.range[i] = uint8_t(h - l);
+                for (int k = 0; k < 3; ++k) c.rgb[i][k] = colour ? uint8_t((t[k] + n / 2) / n) : c.mean[i];
                 const int px = std::min(gray.width - 1, cx * kCell + kCell / 2), py = std::min(gray.height - 1, y0 + kCell / 2);
                 c.paper[i] = uint8_t(paper.grayAt(px, py));
                 c.paperRgb[i] = paper.colour[size_t(std::min(paper.rows - 1, py / paper.tile)) * paper.columns +
