@@ -67,6 +67,9 @@ Cells measureCells(const Page& page, const Plane& gray, const PaperMap& paper) {
 #pragma omp for schedule(static)
         for (int cy = 0; cy < c.height; ++cy) {
             const int y0 = cy * kCell, y1 = std::min(gray.height, y0 + kCell);
+            const int py = std::min(gray.height - 1, y0 + kCell / 2);
+            const std::array<uint8_t, 3>* paperColours =
+                paper.colour.data() + size_t(std::min(paper.rows - 1, py / paper.tile)) * paper.columns;
             const uint8_t* first = gray.row(y0);
             std::copy_n(first, gray.width, colLo.data()), std::copy_n(first, gray.width, colHi.data());
             std::copy_n(first, gray.width, colSum.data());
@@ -93,14 +96,19 @@ Cells measureCells(const Page& page, const Plane& gray, const PaperMap& paper) {
                 }
                 const size_t i = size_t(cy) * c.width + cx;
                 const int n = (x1 - x0) * (y1 - y0);
-                c.mean[i] = uint8_t((s + n / 2) / n);
+                // A whole cell divides by 16: a shift, not a division, per mean.
+                const auto mean = [n](int total) { return uint8_t(n == kCell * kCell ? (total + 8) >> 4 : (total + n / 2) / n); };
+                c.mean[i] = mean(s);
                 c.range[i] = uint8_t(h - l);
-                for (int k = 0; k < 3; ++k) c.rgb[i][k] = colour ? uint8_t((t[k] + n / 2) / n) : c.mean[i];
-                const int px = std::min(gray.width - 1, cx * kCell + kCell / 2), py = std::min(gray.height - 1, y0 + kCell / 2);
-                c.paper[i] = uint8_t(paper.grayAt(px, py));
-                c.paperRgb[i] = paper.colour[size_t(std::min(paper.rows - 1, py / paper.tile)) * paper.columns +
-                                             std::min(paper.columns - 1, px / paper.tile)];
+                for (int k = 0; k < 3; ++k) c.rgb[i][k] = colour ? mean(t[k]) : c.mean[i];
+                const int px = std::min(gray.width - 1, cx * kCell + kCell / 2);
+                c.paperRgb[i] = paperColours[std::min(paper.columns - 1, px / paper.tile)];
             }
+            // The paper level at each cell's centre (the last may lie off the page).
+            const int centred = std::min(c.width, std::max(0, gray.width - 1 - kCell / 2) / kCell + (gray.width > kCell / 2));
+            uint8_t* paperRow = c.paper.data() + size_t(cy) * c.width;
+            paper.grayAlong(py, kCell / 2, kCell, centred, paperRow);
+            for (int cx = centred; cx < c.width; ++cx) paperRow[cx] = uint8_t(paper.grayAt(gray.width - 1, py));
         }
     }
     c.median.resize(n), c.wideAround.resize(n);

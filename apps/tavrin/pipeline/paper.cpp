@@ -111,14 +111,25 @@ uint8_t toByte(double v) { return uint8_t(std::clamp(std::lround(v), 0l, 255l));
 }  // namespace
 
 int PaperMap::grayAt(int x, int y) const {
-    const double fx = std::clamp((x + 0.5) / tile - 0.5, 0.0, double(columns - 1));
+    uint8_t level;
+    grayAlong(y, x, 1, 1, &level);
+    return level;
+}
+
+void PaperMap::grayAlong(int y, int x, int step, int count, uint8_t* out) const {
     const double fy = std::clamp((y + 0.5) / tile - 0.5, 0.0, double(rows - 1));
-    const int x0 = int(fx), y0 = int(fy);
-    const int x1 = std::min(x0 + 1, columns - 1), y1 = std::min(y0 + 1, rows - 1);
-    const double ax = fx - x0, ay = fy - y0;
-    const auto g = [&](int tx, int ty) { return double(gray[size_t(ty) * columns + tx]); };
-    const double top = g(x0, y0) * (1 - ax) + g(x1, y0) * ax, bottom = g(x0, y1) * (1 - ax) + g(x1, y1) * ax;
-    return int(std::lround(top * (1 - ay) + bottom * ay));
+    const int y0 = int(fy), y1 = std::min(y0 + 1, rows - 1);
+    const double ay = fy - y0;
+    const uint8_t* upper = gray.data() + size_t(y0) * columns;
+    const uint8_t* lower = gray.data() + size_t(y1) * columns;
+    for (int k = 0; k < count; ++k, x += step) {
+        const double fx = std::clamp((x + 0.5) / tile - 0.5, 0.0, double(columns - 1));
+        const int x0 = int(fx), x1 = std::min(x0 + 1, columns - 1);
+        const double ax = fx - x0;
+        const double top = double(upper[x0]) * (1 - ax) + double(upper[x1]) * ax;
+        const double bottom = double(lower[x0]) * (1 - ax) + double(lower[x1]) * ax;
+        out[k] = uint8_t(std::lround(top * (1 - ay) + bottom * ay));
+    }
 }
 
 PaperMap estimatePaper(const Page& page, const Plane& gray) {

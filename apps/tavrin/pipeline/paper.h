@@ -32,6 +32,8 @@ struct PaperMap {
 
     // Paper gray level at page pixel (x, y), bilinear between tile centres.
     int grayAt(int x, int y) const;
+    // The same at `count` points of row y: x, x + step, ...
+    void grayAlong(int y, int x, int step, int count, uint8_t* out) const;
 };
 
 PaperMap estimatePaper(const Page& page, const Plane& gray);
