@@ -21,6 +21,7 @@
 #include "pipeline/layer_encoders.h"
 #include "pipeline/pdf_writer.h"
 #include "pipeline/picture_layer.h"
+#include "pipeline/tints.h"
 
 using namespace e2e;
 
@@ -249,6 +250,9 @@ TEST_F(CompressE2E, PicturesLandOnTheirPixels) {
         e.pictures.push_back(tavrin::encodeImage(stripes, 95, {}, "stripes"));
         e.pictures.back().box = boxes.back();
     }
+    // A flat tint, drawn as a filled rectangle, lands on its pixels too.
+    const tavrin::Rect tint{1203, 1707, 1203 + 311, 1707 + 97};
+    e.fills.push_back({tint, {{100, 100, 100}}});
     const tavrin::Page drawn = tavrin::decodeJpeg(e.pictures[0].data);
     tavrin::PdfWriter w;
     w.addPage(e);
@@ -260,6 +264,13 @@ TEST_F(CompressE2E, PicturesLandOnTheirPixels) {
         const tavrin::Page shown = tavrin::cropPage(mu, b);
         EXPECT_GE(compare(drawn, shown).psnr, 40.0) << "picture at " << b.x0 << ", " << b.y0;
     }
+    int wrong = 0;
+    for (int y = tint.y0 - 2; y <= tint.y1 + 2; ++y)
+        for (int x = tint.x0 - 2; x <= tint.x1 + 2; ++x) {
+            const bool inside = x >= tint.x0 && x <= tint.x1 && y >= tint.y0 && y <= tint.y1;
+            wrong += std::abs(mu.row(y)[x] - (inside ? 100 : 255)) > 3;
+        }
+    EXPECT_EQ(wrong, 0) << "pixels of the tint's box or its surroundings drawn wrong";
 }
 
 // PNG keeps a resolution in dots per metre, JFIF and TIFF may in dots per
@@ -333,5 +344,60 @@ TEST(Resize, AreaMeansWithinALevelOfExactCoverage) {
                     worst = std::max(worst, std::abs(out.row(oy)[ox * c.ch + k] - int(std::lround(sum))));
                 }
         EXPECT_LE(worst, 1) << c.w << "x" << c.h << " -> " << c.w2 << "x" << c.h2 << ", " << c.ch << " channels";
+    }
+}
+
+// Flat tints on block means: a box with soft edges becomes one fill placed
+// to the page pixel, even with a stain touching its corner; a round blot
+// and a gradient stay in the background.
+TEST(Tints, FlatBoxesBecomeFillsBlotsAndGradientsDoNot) {
+    const int factor = 6;
+    tavrin::Page means;
+    means.width = 120, means.height = 100, means.channels = 3, means.dpiX = means.dpiY = 50;
+    means.pixels.resize(means.pixelCount() * 3);
+    tavrin::PaperMap paper;
+    paper.globalColour = {{246, 243, 235}};
+    const std::array<int, 3> pink{{236, 205, 200}};
+    // The box covers page pixels [63, 338] x [93, 272]: block columns 10.5
+    // .. 56.5 and rows 15.5 .. 45.5 (its border blocks half covered).
+    const auto cover = [&](double lo, double hi, int i) { return std::clamp(std::min(hi, i + 1.0) - std::max(lo, double(i)), 0.0, 1.0); };
+    for (int y = 0; y < means.height; ++y)
+        for (int x = 0; x < means.width; ++x) {
+            const double box = cover(63.0 / factor, 339.0 / factor, x) * cover(93.0 / factor, 273.0 / factor, y);
+            const double blot = std::hypot(x - 90, y - 20) < 6 ? 1 : 0;            // round, 12 blocks across
+            const double stain = std::hypot(x - 57, y - 14) < 3 ? 1 : 0;           // on the box's corner
+            const double ramp = x >= 70 && y >= 60 && y < 90 ? (x - 70) / 50.0 : 0;  // a gradient box
+            for (int c = 0; c < 3; ++c) {
+                double v = paper.globalColour[c] + box * (pink[c] - paper.globalColour[c]);
+                v += (blot + stain) * -40 + ramp * -60;
+                means.row(y)[x * 3 + c] = uint8_t(std::clamp(v, 0.0, 255.0));
+            }
+        }
+    const std::vector<tavrin::Fill> fills =
+        tavrin::findTints(means, factor, means.width * factor, means.height * factor, paper, {}, 10);
+    ASSERT_EQ(fills.size(), 1u);
+    const tavrin::Rect& b = fills[0].box;
+    EXPECT_NEAR(b.x0, 63, 2);
+    EXPECT_NEAR(b.x1, 338, 2);
+    EXPECT_NEAR(b.y0, 93, 2);
+    EXPECT_NEAR(b.y1, 272, 2);
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(fills[0].colour[c], pink[c], 2);
+    // Next to a picture, a tint is left alone.
+    EXPECT_TRUE(tavrin::findTints(means, factor, means.width * factor, means.height * factor, paper,
+                                  {{340, 100, 500, 200}}, 10)
+                    .empty());
+}
+
+// A stain blurs in a coarser background; the edge of a tint does not.
+TEST(Background, SpotsMayBlurEdgesMayNot) {
+    for (const bool rule : {false, true}) {
+        tavrin::Page bg;
+        bg.width = 64, bg.height = 48, bg.channels = 1;
+        bg.pixels.assign(bg.pixelCount(), 230);
+        for (int y = 20; y < 24; ++y)
+            for (int x = rule ? 4 : 30; x < (rule ? 60 : 34); ++x) bg.row(y)[x] = 180;
+        tavrin::Page strict = bg, lenient = bg;
+        EXPECT_EQ(tavrin::coarsenWhileFaithful(strict, 3, 2), 0);
+        EXPECT_EQ(tavrin::coarsenWhileFaithful(lenient, 3, 2, 12), rule ? 0 : 2);
     }
 }

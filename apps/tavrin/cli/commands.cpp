@@ -63,6 +63,8 @@ void explainPage(const std::string& label, const Page& page, const PageReport& r
     for (const EncodedImage& p : enc.pictures)
         std::printf("    %s: %s\n", rectText(p.box).c_str(), imageText(p).c_str());
     std::printf("  background (1/%d): %s\n", rep.backgroundFactor, imageText(enc.background).c_str());
+    for (const Fill& f : enc.fills)
+        std::printf("    tint %s: #%02x%02x%02x\n", rectText(f.box).c_str(), f.colour[0], f.colour[1], f.colour[2]);
     size_t text = 0;
     for (const EncodedLayer& l : enc.layers) text += l.mmr.size();
     std::printf("  text: %zu mask%s, %zu bytes\n", enc.layers.size(), enc.layers.size() == 1 ? "" : "s", text);

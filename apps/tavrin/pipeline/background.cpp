@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "pipeline/local_levels.h"
+#include "pipeline/components.h"
 
 namespace tavrin {
 
@@ -123,11 +124,14 @@ Page halved(const Page& p) {
 }
 
 // Whether `coarse`, bilinearly enlarged to the size of `fine`, stays within
-// `tolerance` of it everywhere.
-bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance) {
+// `tolerance` of it everywhere but in spots (8-connected groups of pixels
+// beyond it) that fit in a square of `maxSpot` pixels.
+bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int maxSpot) {
     const int ch = fine.channels;
     const BilinearTaps across(fine.width, coarse.width), down(fine.height, coarse.height);
     const int limit = tolerance << 16;
+    Plane beyond(fine.width, fine.height, 0);
+    bool any = false;
     for (int y = 0; y < fine.height; ++y) {
         const uint8_t* a = coarse.row(down.first[y]);
         const uint8_t* b = coarse.row(down.second[y]);
@@ -138,22 +142,28 @@ bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance) {
             for (int c = 0; c < ch; ++c) {
                 const int top = a[i0 + c] * (256 - wx) + a[i1 + c] * wx;
                 const int bottom = b[i0 + c] * (256 - wx) + b[i1 + c] * wx;
-                if (std::abs(top * (256 - wy) + bottom * wy - (f[x * ch + c] << 16)) > limit) return false;
+                if (std::abs(top * (256 - wy) + bottom * wy - (f[x * ch + c] << 16)) > limit) {
+                    if (maxSpot <= 0) return false;
+                    beyond.row(y)[x] = 1, any = true;
+                }
             }
         }
     }
-    return true;
+    if (!any) return true;
+    const Components spots = findComponents(beyond);
+    return std::all_of(spots.boxes.begin(), spots.boxes.end(),
+                       [&](const Rect& b) { return b.width() <= maxSpot && b.height() <= maxSpot; });
 }
 
 }  // namespace
 
-int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings) {
+int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings, int maxSpot) {
     // Each halving is held against the original, so that errors cannot add up.
     Page coarse = bg;
     int made = 0;
     while (made < maxHalvings && coarse.width > 1 && coarse.height > 1) {
         Page half = halved(coarse);
-        if (!enlargesWithin(half, bg, tolerance)) break;
+        if (!enlargesWithin(half, bg, tolerance, maxSpot)) break;
         coarse = std::move(half);
         ++made;
     }
@@ -188,7 +198,7 @@ Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& l
 }
 
 Page buildBackground(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& wanted,
-                     int factor, const PaperMap& paper, int flatten) {
+                     int factor, const PaperMap& paper, int flatten, Page* blockMeans) {
     const int ch = page.channels;
     const Rect area = wanted.intersect({0, 0, page.width - 1, page.height - 1});
     const Plane keep = keptPixels(usable, excluded, area);
@@ -214,23 +224,22 @@ Page buildBackground(const Page& page, const Plane& usable, const std::vector<Re
     bg.dpiX = page.dpiX / factor;
     bg.dpiY = page.dpiY / factor;
     bg.pixels.resize(mean.size());
+    if (blockMeans) {
+        *blockMeans = bg;
+        for (size_t i = 0; i < mean.size(); ++i) blockMeans->pixels[i] = uint8_t(std::clamp(mean[i] + 0.5f, 0.f, 255.f));
+    }
 #pragma omp parallel for schedule(static)
     for (int y = 0; y < bg.height; ++y) {
         const int py = std::min(area.y1, area.y0 + y * factor + factor / 2);
-        const int ty = std::min(paper.rows - 1, py / paper.tile);
         for (int x = 0; x < bg.width; ++x) {
             const size_t i = (size_t(y) * bg.width + x) * ch;
             const int px = std::min(area.x1, area.x0 + x * factor + factor / 2);
-            const std::array<uint8_t, 3>& tile =
-                paper.colour[size_t(ty) * paper.columns + std::min(paper.columns - 1, px / paper.tile)];
-            // The paper here: the smooth gray level, with the tile's tint.
-            const int level = paper.grayAt(px, py);
-            const int tileGray = ch == 3 ? (77 * tile[0] + 150 * tile[1] + 29 * tile[2] + 128) >> 8 : tile[0];
+            const std::array<uint8_t, 3> paperHere = paper.colourAt(px, py, ch);
             // Within `flatten` of the paper: paper; beyond twice that: the
             // block itself; a blend between, so no edge appears.
             float want[3], off = 0;
             for (int c = 0; c < ch; ++c) {
-                want[c] = float(std::clamp(tile[c] + level - tileGray, 0, 255));
+                want[c] = float(paperHere[c]);
                 off = std::max(off, std::abs(mean[i + c] - want[c]));
             }
             const float keepShare = flatten > 0 ? std::clamp(off / flatten - 1.f, 0.f, 1.f) : 1.f;

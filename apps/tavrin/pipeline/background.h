@@ -27,17 +27,19 @@ Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& l
 
 // The background of `area` (page pixels; the whole page for the page's
 // background, a picture's box for a drawing) from the `usable` pixels
-// outside `excluded`.
+// outside `excluded`; with `blockMeans`, also the block means before the
+// paper was flattened.
 Page buildBackground(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& area,
-                     int factor, const PaperMap& paper, int flatten);
+                     int factor, const PaperMap& paper, int flatten, Page* blockMeans = nullptr);
 
 // Halves `bg` (2 x 2 means) while the result, drawn back at the original
 // size with bilinear interpolation as a viewer does, stays within
 // `tolerance` levels of it in every pixel and channel, at most `maxHalvings`
-// times:
-// plain or evenly shaded paper needs few pixels, while the edge of a tint
-// or a rule keeps them all. Returns the number of halvings made.
-int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings);
+// times: plain or evenly shaded paper needs few pixels, while the edge of a
+// tint or a rule keeps them all. Spots where it does not, each within a
+// square of `maxSpot` pixels of `bg` (a stain, a speck of dust), may blur.
+// Returns the number of halvings made.
+int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings, int maxSpot = 0);
 
 }  // namespace tavrin
 

@@ -1,6 +1,6 @@
 // One compressed page as the library's encoders produced it, ready to be
-// stored in a PDF: a low-resolution background under the pictures, each an
-// image of its own, under the text masks.
+// stored in a PDF: a low-resolution background and flat tints under the
+// pictures, each an image of its own, under the text masks.
 #ifndef TAVRIN_APP_ENCODED_PAGE_H
 #define TAVRIN_APP_ENCODED_PAGE_H
 
@@ -31,10 +31,17 @@ struct EncodedLayer {
     uint64_t pixels = 0;              // set pixels of the mask
 };
 
+// A rectangle filled with one colour (a flat tint), drawn over the background.
+struct Fill {
+    Rect box;                         // page pixels, inclusive
+    std::array<uint8_t, 3> colour{};  // RGB
+};
+
 struct EncodedPage {
     int width = 0, height = 0;        // page pixels
     double dpiX = 300, dpiY = 300;    // fixes the page size in the PDF
     EncodedImage background;          // covers the whole page
+    std::vector<Fill> fills;          // over the background, under the pictures
     std::vector<EncodedImage> pictures;
     std::vector<EncodedLayer> layers; // painted in this order, over the pictures
 

@@ -8,6 +8,7 @@
 #include "pipeline/local_levels.h"
 #include "pipeline/page_measures.h"
 #include "pipeline/run_each.h"
+#include "pipeline/tints.h"
 
 namespace tavrin {
 
@@ -21,6 +22,12 @@ constexpr double kSoftEdgeNoises = 3;
 // changes no level by more than this; its JPEG then costs a quarter or less.
 constexpr int kBackgroundTolerance = 3;
 constexpr int kMaxBackgroundHalvings = 2;
+// Stains and dust up to this size (inches) may blur in a coarser background.
+constexpr double kMaxBlurredSpotInches = 0.5;
+// Levels off the paper from which a flat area is a tint of its own (and at
+// least the flattening, below which the background is paper anyway).
+constexpr int kMinTintContrast = 8;
+constexpr int kTintEdge = 3;  // page pixels of a tint's soft edge
 
 // A drawing kept in layers: its lines in the masks over its fills.
 bool layered(PictureKind kind, const CompressSettings& s) { return kind == kGraphic && s.layeredGraphics; }
@@ -63,8 +70,20 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     const Rect wholePage{0, 0, page.width - 1, page.height - 1};
     const Plane usable =
         backgroundPixels(gray, text.pageInk, levels, std::max(kMinSoftEdge, int(std::lround(kSoftEdgeNoises * paper.noise))));
-    Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten);
-    rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings);
+    Page means;
+    Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten, &means);
+    out.fills = findTints(means, rep.backgroundFactor, page.width, page.height, paper, pictures,
+                          std::max(kMinTintContrast, s.flatten));
+    if (!out.fills.empty()) {
+        // Tints are drawn as fills: the background under them, soft edges
+        // included, becomes the paper around them.
+        std::vector<Rect> left = pictures;
+        for (const Fill& f : out.fills)
+            left.push_back({f.box.x0 - kTintEdge, f.box.y0 - kTintEdge, f.box.x1 + kTintEdge, f.box.y1 + kTintEdge});
+        bg = buildBackground(page, usable, left, wholePage, rep.backgroundFactor, paper, s.flatten);
+    }
+    const int spot = int(kMaxBlurredSpotInches * dpi / rep.backgroundFactor);
+    rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings, spot);
     out.background = encodeImage(bg, s.backgroundQuality, jpeg, label + ": background");
     out.background.box = {0, 0, page.width - 1, page.height - 1};
 

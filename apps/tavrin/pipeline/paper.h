@@ -32,7 +32,10 @@ struct PaperMap {
 
     // Paper gray level at page pixel (x, y), bilinear between tile centres.
     int grayAt(int x, int y) const;
-    // The same at `count` points of row y: x, x + step, ...
+    // The paper's colour at (x, y): the smooth gray level with the tile's
+    // tint (`channels` 1 or 3 of the result are set).
+    std::array<uint8_t, 3> colourAt(int x, int y, int channels) const;
+    // The gray level at `count` points of row y: x, x + step, ...
     void grayAlong(int y, int x, int step, int count, uint8_t* out) const;
 };
 

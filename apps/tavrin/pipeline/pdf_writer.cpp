@@ -24,6 +24,7 @@ QOH integer(long long v) { return QOH::newInteger(v); }
 QOH real(double v) { return QOH::newReal(v, 4); }
 
 constexpr double kInwardNudge = 0.0001;  // points; see PdfWriter::addPage
+constexpr double kFillInset = 0.01;      // pixels; see PdfWriter::addPage
 
 // One content-stream operation: operands as qpdf writes them, then the
 // operator.
@@ -123,6 +124,18 @@ void PdfWriter::addPage(const EncodedPage& page) {
 
     xobjects.replaceKey("/Bg", jpegImage(pdf, page.background));
     draw("/Bg", wholePage);
+    // Tints, each a filled rectangle moved kFillInset pixel inward on every
+    // side: an edge on a pixel boundary that a rounding error puts just
+    // outside it would shade a sliver of the neighbouring row in an
+    // anti-aliasing viewer.
+    for (const Fill& f : page.fills) {
+        operation(content, {real(f.colour[0] / 255.0), real(f.colour[1] / 255.0), real(f.colour[2] / 255.0)}, "rg");
+        operation(content,
+                  {real((f.box.x0 + kFillInset) * sx), real((page.height - 1 - f.box.y1 + kFillInset) * sy),
+                   real((f.box.width() - 2 * kFillInset) * sx), real((f.box.height() - 2 * kFillInset) * sy)},
+                  "re");
+        operation(content, {}, "f");
+    }
     for (size_t i = 0; i < page.pictures.size(); ++i) {
         const std::string key = "/Im" + std::to_string(i);
         xobjects.replaceKey(key, jpegImage(pdf, page.pictures[i]));

@@ -1,0 +1,119 @@
+#include "pipeline/tints.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "pipeline/components.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr double kMinSideInches = 0.15;    // a tint narrower than this stays in the background,
+constexpr double kMinSquareInches = 0.25;  // as does one smaller than this (a blot, a dot)
+constexpr double kCoreShare = 0.5;         // of a row or column of its box that a tint covers
+constexpr double kMinFill = 0.9;           // of its rectangle, and of its shape
+constexpr int kMaxSpread = 10;             // levels an inner pixel may be from the tint's mean,
+constexpr double kMaxUneven = 0.03;        // except this share of them
+
+}  // namespace
+
+std::vector<Fill> findTints(const Page& means, int factor, int width, int height, const PaperMap& paper,
+                            const std::vector<Rect>& pictures, int contrast) {
+    std::vector<Fill> out;
+    const int ch = means.channels, w = means.width, h = means.height;
+    if (w < 3 || h < 3) return out;
+    // Off the page's paper colour: the local paper estimate takes a large
+    // box's inside for paper.
+    std::array<int, 3> blank{};
+    for (int c = 0; c < ch; ++c) blank[c] = ch == 3 ? paper.globalColour[c] : paper.globalGray;
+    Plane tinted(w, h, 0);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            for (int c = 0; c < ch; ++c) tinted.row(y)[x] |= std::abs(means.row(y)[x * ch + c] - blank[c]) >= contrast;
+    const Components shapes = findComponents(tinted);
+    const double bgDpi = means.dpiX > 0 ? means.dpiX : 300.0 / factor;
+    const int minSide = std::max(3, int(std::ceil(kMinSideInches * bgDpi)));
+    const double minArea = kMinSquareInches * bgDpi * bgDpi;
+    // The runs of each shape large enough to be a tint.
+    std::vector<std::vector<const Run*>> runsOf(shapes.count);
+    for (const Run& r : shapes.runs) {
+        const Rect& box = shapes.boxes[r.component];
+        if (box.width() >= minSide && box.height() >= minSide) runsOf[r.component].push_back(&r);
+    }
+    std::vector<int> rowCount, columnCount;  // the shape's pixels per row and column of its box
+    for (int s = 0; s < shapes.count; ++s) {
+        if (runsOf[s].empty()) continue;
+        const Rect& whole = shapes.boxes[s];
+        rowCount.assign(whole.height(), 0), columnCount.assign(whole.width(), 0);
+        for (const Run* r : runsOf[s]) {
+            rowCount[r->y - whole.y0] += r->x1 - r->x0 + 1;
+            for (int x = r->x0; x <= r->x1; ++x) ++columnCount[x - whole.x0];
+        }
+        // The rectangle: rows and columns mostly covered by the shape (a
+        // stain touching a box stays outside it). It must hold nearly all
+        // of the shape and be nearly full, corners included: a blot is round.
+        Rect b = whole;
+        while (b.y0 < b.y1 && rowCount[b.y0 - whole.y0] < kCoreShare * b.width()) ++b.y0;
+        while (b.y1 > b.y0 && rowCount[b.y1 - whole.y0] < kCoreShare * b.width()) --b.y1;
+        while (b.x0 < b.x1 && columnCount[b.x0 - whole.x0] < kCoreShare * b.height()) ++b.x0;
+        while (b.x1 > b.x0 && columnCount[b.x1 - whole.x0] < kCoreShare * b.height()) --b.x1;
+        if (b.width() < minSide || b.height() < minSide || b.area() < minArea) continue;
+        long long inside = 0;
+        for (const Run* r : runsOf[s])
+            if (r->y >= b.y0 && r->y <= b.y1) inside += std::max(0, std::min(r->x1, b.x1) - std::max(r->x0, b.x0) + 1);
+        if (inside < kMinFill * b.area() || inside < kMinFill * shapes.area[s]) continue;
+        const int rim = b.width() > 6 && b.height() > 6 ? 2 : 1;
+        if (!tinted.row(b.y0 + rim)[b.x0 + rim] || !tinted.row(b.y0 + rim)[b.x1 - rim] ||
+            !tinted.row(b.y1 - rim)[b.x0 + rim] || !tinted.row(b.y1 - rim)[b.x1 - rim])
+            continue;
+        const Rect onPage{b.x0 * factor, b.y0 * factor, (b.x1 + 1) * factor - 1, (b.y1 + 1) * factor - 1};
+        const Rect near{onPage.x0 - factor, onPage.y0 - factor, onPage.x1 + factor, onPage.y1 + factor};
+        if (std::any_of(pictures.begin(), pictures.end(), [&](const Rect& p) { return !p.intersect(near).empty(); }))
+            continue;
+        // One colour inside (the two outer lines are part paper), the
+        // paper's mottle and a stain or two aside.
+        const Rect inner{b.x0 + rim, b.y0 + rim, b.x1 - rim, b.y1 - rim};
+        double sum[3] = {};
+        for (int y = inner.y0; y <= inner.y1; ++y)
+            for (int x = inner.x0; x <= inner.x1; ++x)
+                for (int c = 0; c < ch; ++c) sum[c] += means.row(y)[x * ch + c];
+        std::array<uint8_t, 3> colour{};
+        for (int c = 0; c < ch; ++c) colour[c] = uint8_t(std::lround(sum[c] / inner.area()));
+        long long uneven = 0;
+        for (int y = inner.y0; y <= inner.y1; ++y)
+            for (int x = inner.x0; x <= inner.x1; ++x) {
+                bool off = false;
+                for (int c = 0; c < ch; ++c) off = off || std::abs(means.row(y)[x * ch + c] - colour[c]) > kMaxSpread;
+                uneven += off;
+            }
+        if (uneven > kMaxUneven * inner.area()) continue;
+        // How much of a border line the tint covers, from the channel that
+        // tells tint and paper apart best.
+        int best = 0;
+        for (int c = 1; c < ch; ++c)
+            if (std::abs(colour[c] - blank[c]) > std::abs(colour[best] - blank[best])) best = c;
+        if (colour[best] == blank[best]) continue;  // tinted pixels about an untinted mean: no flat tint
+        const auto covered = [&](int x0, int y0, int x1, int y1) {
+            double share = 0;
+            for (int y = y0; y <= y1; ++y)
+                for (int x = x0; x <= x1; ++x)
+                    share += double(means.row(y)[x * ch + best] - blank[best]) / (colour[best] - blank[best]);
+            return std::clamp(share / ((x1 - x0 + 1) * (y1 - y0 + 1)), 0.0, 1.0);
+        };
+        Fill t;
+        t.colour = colour;
+        if (ch == 1) t.colour[1] = t.colour[2] = colour[0];
+        t.box.x0 = int(std::lround((b.x0 + 1 - covered(b.x0, inner.y0, b.x0, inner.y1)) * factor));
+        t.box.x1 = int(std::lround((b.x1 + covered(b.x1, inner.y0, b.x1, inner.y1)) * factor)) - 1;
+        t.box.y0 = int(std::lround((b.y0 + 1 - covered(inner.x0, b.y0, inner.x1, b.y0)) * factor));
+        t.box.y1 = int(std::lround((b.y1 + covered(inner.x0, b.y1, inner.x1, b.y1)) * factor)) - 1;
+        t.box = t.box.intersect({0, 0, width - 1, height - 1});
+        if (t.box.empty()) continue;
+        out.push_back(t);
+    }
+    return out;
+}
+
+}  // namespace tavrin
