@@ -11,7 +11,7 @@ namespace tavrin {
 namespace {
 
 constexpr double kSpeckArea300 = 3;       // largest speck, pixels at 300 dpi
-constexpr double kNewColourDistance = 80;  // RGB distance that opens a new cluster
+constexpr double kNewColourDistance = 80;  // colour distance (below) that opens a new cluster
 constexpr double kMinClusterShare = 0.01;  // of all ink, for a cluster of its own
 // Where between the local ink (0) and background (1) levels the threshold
 // lies. Above the middle: a thin stroke or a serif never reaches the ink
@@ -68,10 +68,16 @@ struct Cluster {
     double weight = 0;
 };
 
+// Squared distance between two ink colours: between two grays, their
+// distance in RGB; between colours, twice the difference along the
+// red-green and yellow-blue opponent axes besides. A navy or dark green
+// heading differs from black text by no more than a gray caption does in
+// plain RGB, yet it is a colour of its own.
 double distance2(const double* a, const double* b) {
-    double d = 0;
-    for (int k = 0; k < 3; ++k) d += (a[k] - b[k]) * (a[k] - b[k]);
-    return d;
+    const double light = (a[0] + a[1] + a[2] - b[0] - b[1] - b[2]) / 3;
+    const double redGreen = 2 * ((a[0] - a[1]) - (b[0] - b[1]));
+    const double yellowBlue = 2 * (((a[0] + a[1]) / 2 - a[2]) - ((b[0] + b[1]) / 2 - b[2]));
+    return 3 * light * light + redGreen * redGreen + yellowBlue * yellowBlue;
 }
 
 }  // namespace
