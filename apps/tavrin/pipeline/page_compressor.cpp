@@ -28,6 +28,11 @@ constexpr double kMaxBlurredSpotInches = 0.5;
 // least the flattening, below which the background is paper anyway).
 constexpr int kMinTintContrast = 8;
 constexpr int kTintEdge = 3;  // page pixels of a tint's soft edge
+// The background's colour is coded at a higher quality than its shades: a
+// page of paper is a few flat blocks, and at quality 30 the coarse steps of
+// their colour turned a cream paper pink by 3 levels, while 20 more cost
+// a few bytes.
+constexpr int kBackgroundChromaBoost = 20;
 
 // A drawing kept in layers: its lines in the masks over its fills.
 bool layered(PictureKind kind, const CompressSettings& s) { return kind == kGraphic && s.layeredGraphics; }
@@ -84,7 +89,9 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     }
     const int spot = int(kMaxBlurredSpotInches * dpi / rep.backgroundFactor);
     rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings, spot);
-    out.background = encodeImage(bg, s.backgroundQuality, jpeg, label + ": background");
+    JpegSettings backgroundJpeg = jpeg;
+    backgroundJpeg.chromaOffset += kBackgroundChromaBoost;
+    out.background = encodeImage(bg, s.backgroundQuality, backgroundJpeg, label + ": background");
     out.background.box = {0, 0, page.width - 1, page.height - 1};
 
     // Pictures side by side when there are several (each searches its
