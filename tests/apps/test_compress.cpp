@@ -348,8 +348,8 @@ TEST(Resize, AreaMeansWithinALevelOfExactCoverage) {
 }
 
 // Flat tints on block means: a box with soft edges becomes one fill placed
-// to the page pixel, even with a stain touching its corner; a round blot
-// and a gradient stay in the background.
+// to the page pixel, even with a stain touching its corner and a heading
+// near its edge; a round blot and a gradient stay in the background.
 TEST(Tints, FlatBoxesBecomeFillsBlotsAndGradientsDoNot) {
     const int factor = 6;
     tavrin::Page means;
@@ -373,8 +373,16 @@ TEST(Tints, FlatBoxesBecomeFillsBlotsAndGradientsDoNot) {
                 means.row(y)[x * 3 + c] = uint8_t(std::clamp(v, 0.0, 255.0));
             }
         }
+    // A heading inside the box: blocks under ink, filled in with colour from
+    // outside the box.
+    tavrin::BlockMeans blocks{means, tavrin::Plane(means.width, means.height, 1)};
+    for (int y = 17; y <= 20; ++y)
+        for (int x = 12; x <= 40; ++x) {
+            blocks.known.row(y)[x] = 0;
+            for (int c = 0; c < 3; ++c) blocks.means.row(y)[x * 3 + c] = uint8_t(paper.globalColour[c]);
+        }
     const std::vector<tavrin::Fill> fills =
-        tavrin::findTints(means, factor, means.width * factor, means.height * factor, paper, {}, 10);
+        tavrin::findTints(blocks, factor, means.width * factor, means.height * factor, paper, {}, 10);
     ASSERT_EQ(fills.size(), 1u);
     const tavrin::Rect& b = fills[0].box;
     EXPECT_NEAR(b.x0, 63, 2);
@@ -383,12 +391,13 @@ TEST(Tints, FlatBoxesBecomeFillsBlotsAndGradientsDoNot) {
     EXPECT_NEAR(b.y1, 272, 2);
     for (int c = 0; c < 3; ++c) EXPECT_NEAR(fills[0].colour[c], pink[c], 2);
     // Next to a picture, a tint is left alone.
-    EXPECT_TRUE(tavrin::findTints(means, factor, means.width * factor, means.height * factor, paper,
+    EXPECT_TRUE(tavrin::findTints(blocks, factor, means.width * factor, means.height * factor, paper,
                                   {{340, 100, 500, 200}}, 10)
                     .empty());
 }
 
-// A stain blurs in a coarser background; the edge of a tint does not.
+// A stain blurs in a coarser background; the edge of a tint does not,
+// unless something is drawn over it.
 TEST(Background, SpotsMayBlurEdgesMayNot) {
     for (const bool rule : {false, true}) {
         tavrin::Page bg;
@@ -396,8 +405,11 @@ TEST(Background, SpotsMayBlurEdgesMayNot) {
         bg.pixels.assign(bg.pixelCount(), 230);
         for (int y = 20; y < 24; ++y)
             for (int x = rule ? 4 : 30; x < (rule ? 60 : 34); ++x) bg.row(y)[x] = 180;
-        tavrin::Page strict = bg, lenient = bg;
+        tavrin::Page strict = bg, lenient = bg, covered = bg;
         EXPECT_EQ(tavrin::coarsenWhileFaithful(strict, 3, 2), 0);
         EXPECT_EQ(tavrin::coarsenWhileFaithful(lenient, 3, 2, 12), rule ? 0 : 2);
+        // Under a picture or a fill nothing need survive.
+        const tavrin::Plane hidden = tavrin::coveredPixels(bg.width, bg.height, 6, {{0, 72, 6 * 64 - 1, 6 * 32 - 1}});
+        EXPECT_EQ(tavrin::coarsenWhileFaithful(covered, 3, 2, 0, &hidden), 2);
     }
 }

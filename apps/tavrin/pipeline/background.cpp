@@ -60,7 +60,6 @@ void fillHoles(const Level& f, std::vector<float, DefaultInitAllocator<float>>& 
         }
 }
 
-// Sums of the kept pixels (keep[x] != 0) of one row of blocks.
 // Sums of the kept pixels (keep[x] != 0) of one row of blocks of `area`.
 template <int CH>
 void accumulateBlockRow(const Page& page, const Plane& keep, const Rect& area, int factor, int by, Level& base) {
@@ -125,8 +124,9 @@ Page halved(const Page& p) {
 
 // Whether `coarse`, bilinearly enlarged to the size of `fine`, stays within
 // `tolerance` of it everywhere but in spots (8-connected groups of pixels
-// beyond it) that fit in a square of `maxSpot` pixels.
-bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int maxSpot) {
+// beyond it) that fit in a square of `maxSpot` pixels, and where `hidden`
+// (if any) is set.
+bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int maxSpot, const Plane* hidden) {
     const int ch = fine.channels;
     const BilinearTaps across(fine.width, coarse.width), down(fine.height, coarse.height);
     const int limit = tolerance << 16;
@@ -137,7 +137,9 @@ bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int max
         const uint8_t* b = coarse.row(down.second[y]);
         const uint8_t* f = fine.row(y);
         const int wy = down.weight[y];
+        const uint8_t* covered = hidden ? hidden->row(y) : nullptr;
         for (int x = 0; x < fine.width; ++x) {
+            if (covered && covered[x]) continue;
             const int i0 = across.first[x] * ch, i1 = across.second[x] * ch, wx = across.weight[x];
             for (int c = 0; c < ch; ++c) {
                 const int top = a[i0 + c] * (256 - wx) + a[i1 + c] * wx;
@@ -157,13 +159,25 @@ bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int max
 
 }  // namespace
 
-int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings, int maxSpot) {
+Plane coveredPixels(int width, int height, int factor, const std::vector<Rect>& covers) {
+    Plane out(width, height, 0);
+    for (const Rect& r : covers) {
+        // First and last background pixels whose blocks start and end inside r.
+        const int x0 = (r.x0 + factor - 1) / factor, x1 = std::min(width, (r.x1 + 1) / factor) - 1;
+        const int y0 = (r.y0 + factor - 1) / factor, y1 = std::min(height, (r.y1 + 1) / factor) - 1;
+        for (int y = std::max(0, y0); y <= y1; ++y)
+            for (int x = std::max(0, x0); x <= x1; ++x) out.row(y)[x] = 1;
+    }
+    return out;
+}
+
+int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings, int maxSpot, const Plane* hidden) {
     // Each halving is held against the original, so that errors cannot add up.
     Page coarse = bg;
     int made = 0;
     while (made < maxHalvings && coarse.width > 1 && coarse.height > 1) {
         Page half = halved(coarse);
-        if (!enlargesWithin(half, bg, tolerance, maxSpot)) break;
+        if (!enlargesWithin(half, bg, tolerance, maxSpot, hidden)) break;
         coarse = std::move(half);
         ++made;
     }
@@ -198,7 +212,7 @@ Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& l
 }
 
 Page buildBackground(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& wanted,
-                     int factor, const PaperMap& paper, int flatten, Page* blockMeans) {
+                     int factor, const PaperMap& paper, int flatten, BlockMeans* blocks) {
     const int ch = page.channels;
     const Rect area = wanted.intersect({0, 0, page.width - 1, page.height - 1});
     const Plane keep = keptPixels(usable, excluded, area);
@@ -224,9 +238,11 @@ Page buildBackground(const Page& page, const Plane& usable, const std::vector<Re
     bg.dpiX = page.dpiX / factor;
     bg.dpiY = page.dpiY / factor;
     bg.pixels.resize(mean.size());
-    if (blockMeans) {
-        *blockMeans = bg;
-        for (size_t i = 0; i < mean.size(); ++i) blockMeans->pixels[i] = uint8_t(std::clamp(mean[i] + 0.5f, 0.f, 255.f));
+    if (blocks) {
+        blocks->means = bg;
+        for (size_t i = 0; i < mean.size(); ++i) blocks->means.pixels[i] = uint8_t(std::clamp(mean[i] + 0.5f, 0.f, 255.f));
+        blocks->known = Plane(bg.width, bg.height);
+        for (size_t i = 0; i < blocks->known.data.size(); ++i) blocks->known.data[i] = base.weight[i] > 0;
     }
 #pragma omp parallel for schedule(static)
     for (int y = 0; y < bg.height; ++y) {

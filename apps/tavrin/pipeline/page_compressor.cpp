@@ -75,9 +75,9 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     const Rect wholePage{0, 0, page.width - 1, page.height - 1};
     const Plane usable =
         backgroundPixels(gray, text.pageInk, levels, std::max(kMinSoftEdge, int(std::lround(kSoftEdgeNoises * paper.noise))));
-    Page means;
-    Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten, &means);
-    out.fills = findTints(means, rep.backgroundFactor, page.width, page.height, paper, pictures,
+    BlockMeans blocks;
+    Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten, &blocks);
+    out.fills = findTints(blocks, rep.backgroundFactor, page.width, page.height, paper, pictures,
                           std::max(kMinTintContrast, s.flatten));
     if (!out.fills.empty()) {
         // Tints are drawn as fills: the background under them, soft edges
@@ -88,7 +88,10 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
         bg = buildBackground(page, usable, left, wholePage, rep.backgroundFactor, paper, s.flatten);
     }
     const int spot = int(kMaxBlurredSpotInches * dpi / rep.backgroundFactor);
-    rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings, spot);
+    std::vector<Rect> covers = pictures;  // what is drawn over the background need not survive its coarsening
+    for (const Fill& f : out.fills) covers.push_back(f.box);
+    const Plane hidden = coveredPixels(bg.width, bg.height, rep.backgroundFactor, covers);
+    rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings, spot, &hidden);
     JpegSettings backgroundJpeg = jpeg;
     backgroundJpeg.chromaOffset += kBackgroundChromaBoost;
     out.background = encodeImage(bg, s.backgroundQuality, backgroundJpeg, label + ": background");

@@ -19,9 +19,11 @@ constexpr double kMaxUneven = 0.03;        // except this share of them
 
 }  // namespace
 
-std::vector<Fill> findTints(const Page& means, int factor, int width, int height, const PaperMap& paper,
+std::vector<Fill> findTints(const BlockMeans& blocks, int factor, int width, int height, const PaperMap& paper,
                             const std::vector<Rect>& pictures, int contrast) {
     std::vector<Fill> out;
+    const Page& means = blocks.means;
+    const Plane& known = blocks.known;
     const int ch = means.channels, w = means.width, h = means.height;
     if (w < 3 || h < 3) return out;
     // Off the page's paper colour: the local paper estimate takes a large
@@ -47,10 +49,16 @@ std::vector<Fill> findTints(const Page& means, int factor, int width, int height
         if (runsOf[s].empty()) continue;
         const Rect& whole = shapes.boxes[s];
         rowCount.assign(whole.height(), 0), columnCount.assign(whole.width(), 0);
-        for (const Run* r : runsOf[s]) {
-            rowCount[r->y - whole.y0] += r->x1 - r->x0 + 1;
-            for (int x = r->x0; x <= r->x1; ++x) ++columnCount[x - whole.x0];
-        }
+        Plane mine(whole.width(), whole.height(), 0);  // the shape's blocks and the filled-in ones of its box
+        for (const Run* r : runsOf[s])
+            std::fill(mine.row(r->y - whole.y0) + r->x0 - whole.x0, mine.row(r->y - whole.y0) + r->x1 - whole.x0 + 1,
+                      uint8_t(1));
+        for (int y = 0; y < mine.height; ++y)
+            for (int x = 0; x < mine.width; ++x) {
+                uint8_t& m = mine.row(y)[x];
+                m |= !known.row(whole.y0 + y)[whole.x0 + x];
+                rowCount[y] += m, columnCount[x] += m;
+            }
         // The rectangle: rows and columns mostly covered by the shape (a
         // stain touching a box stays outside it). It must hold nearly all
         // of the shape and be nearly full, corners included: a blot is round.
@@ -60,13 +68,16 @@ std::vector<Fill> findTints(const Page& means, int factor, int width, int height
         while (b.x0 < b.x1 && columnCount[b.x0 - whole.x0] < kCoreShare * b.height()) ++b.x0;
         while (b.x1 > b.x0 && columnCount[b.x1 - whole.x0] < kCoreShare * b.height()) --b.x1;
         if (b.width() < minSide || b.height() < minSide || b.area() < minArea) continue;
-        long long inside = 0;
+        long long inside = 0, insideOwn = 0;
+        for (int y = b.y0; y <= b.y1; ++y)
+            for (int x = b.x0; x <= b.x1; ++x) inside += mine.row(y - whole.y0)[x - whole.x0];
         for (const Run* r : runsOf[s])
-            if (r->y >= b.y0 && r->y <= b.y1) inside += std::max(0, std::min(r->x1, b.x1) - std::max(r->x0, b.x0) + 1);
-        if (inside < kMinFill * b.area() || inside < kMinFill * shapes.area[s]) continue;
+            if (r->y >= b.y0 && r->y <= b.y1) insideOwn += std::max(0, std::min(r->x1, b.x1) - std::max(r->x0, b.x0) + 1);
+        if (inside < kMinFill * b.area() || insideOwn < kMinFill * shapes.area[s]) continue;
         const int rim = b.width() > 6 && b.height() > 6 ? 2 : 1;
-        if (!tinted.row(b.y0 + rim)[b.x0 + rim] || !tinted.row(b.y0 + rim)[b.x1 - rim] ||
-            !tinted.row(b.y1 - rim)[b.x0 + rim] || !tinted.row(b.y1 - rim)[b.x1 - rim])
+        const auto cornerIn = [&](int x, int y) { return mine.row(y - whole.y0)[x - whole.x0] != 0; };
+        if (!cornerIn(b.x0 + rim, b.y0 + rim) || !cornerIn(b.x1 - rim, b.y0 + rim) || !cornerIn(b.x0 + rim, b.y1 - rim) ||
+            !cornerIn(b.x1 - rim, b.y1 - rim))
             continue;
         const Rect onPage{b.x0 * factor, b.y0 * factor, (b.x1 + 1) * factor - 1, (b.y1 + 1) * factor - 1};
         const Rect near{onPage.x0 - factor, onPage.y0 - factor, onPage.x1 + factor, onPage.y1 + factor};
@@ -76,19 +87,24 @@ std::vector<Fill> findTints(const Page& means, int factor, int width, int height
         // paper's mottle and a stain or two aside.
         const Rect inner{b.x0 + rim, b.y0 + rim, b.x1 - rim, b.y1 - rim};
         double sum[3] = {};
+        long long own = 0;
         for (int y = inner.y0; y <= inner.y1; ++y)
             for (int x = inner.x0; x <= inner.x1; ++x)
-                for (int c = 0; c < ch; ++c) sum[c] += means.row(y)[x * ch + c];
+                if (known.row(y)[x]) {
+                    for (int c = 0; c < ch; ++c) sum[c] += means.row(y)[x * ch + c];
+                    ++own;
+                }
+        if (own < kMinFill * inner.area() / 2) continue;  // mostly text: its colour is not seen
         std::array<uint8_t, 3> colour{};
-        for (int c = 0; c < ch; ++c) colour[c] = uint8_t(std::lround(sum[c] / inner.area()));
+        for (int c = 0; c < ch; ++c) colour[c] = uint8_t(std::lround(sum[c] / own));
         long long uneven = 0;
         for (int y = inner.y0; y <= inner.y1; ++y)
             for (int x = inner.x0; x <= inner.x1; ++x) {
                 bool off = false;
                 for (int c = 0; c < ch; ++c) off = off || std::abs(means.row(y)[x * ch + c] - colour[c]) > kMaxSpread;
-                uneven += off;
+                uneven += off && known.row(y)[x];
             }
-        if (uneven > kMaxUneven * inner.area()) continue;
+        if (uneven > kMaxUneven * own) continue;
         // How much of a border line the tint covers, from the channel that
         // tells tint and paper apart best.
         int best = 0;
@@ -97,10 +113,12 @@ std::vector<Fill> findTints(const Page& means, int factor, int width, int height
         if (colour[best] == blank[best]) continue;  // tinted pixels about an untinted mean: no flat tint
         const auto covered = [&](int x0, int y0, int x1, int y1) {
             double share = 0;
+            int n = 0;
             for (int y = y0; y <= y1; ++y)
                 for (int x = x0; x <= x1; ++x)
-                    share += double(means.row(y)[x * ch + best] - blank[best]) / (colour[best] - blank[best]);
-            return std::clamp(share / ((x1 - x0 + 1) * (y1 - y0 + 1)), 0.0, 1.0);
+                    if (known.row(y)[x])
+                        share += double(means.row(y)[x * ch + best] - blank[best]) / (colour[best] - blank[best]), ++n;
+            return n ? std::clamp(share / n, 0.0, 1.0) : 1.0;
         };
         Fill t;
         t.colour = colour;

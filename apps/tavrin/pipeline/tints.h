@@ -7,7 +7,10 @@
 // colour by at least `contrast` form 8-connected shapes; the rows and
 // columns a shape mostly covers make its rectangle (a stain touching a box
 // stays out), which must hold nearly all of the shape, be nearly full,
-// corners included, large enough and one colour inside to be a tint. Its edges are placed to the page pixel from how much of the border
+// corners included, large enough and one colour inside to be a tint.
+// Blocks under the box's text, whose colour was filled in from around
+// them (partly from outside the box near its edge), count as covered and
+// are left out of its colour. Its edges are placed to the page pixel from how much of the border
 // pixels the tint covers (the border pixels are block means). The caller
 // then builds the background again with the tints left out, as pictures
 // are, so that their area takes the colour of the paper around them.
@@ -16,6 +19,7 @@
 
 #include <vector>
 
+#include "pipeline/background.h"
 #include "pipeline/encoded_page.h"
 #include "pipeline/page.h"
 #include "pipeline/paper.h"
@@ -23,11 +27,11 @@
 
 namespace tavrin {
 
-// The tints in `means`, the block means of a page's background before the
+// The tints in `blocks`, the block means of a page's background before the
 // paper was flattened (near a large box the local paper estimate is part
-// tint), `factor` page pixels per mean, for a page of `width` x `height`
+// tint), `factor` page pixels per block, for a page of `width` x `height`
 // pixels. Tints may not touch `pictures` (page pixels).
-std::vector<Fill> findTints(const Page& means, int factor, int width, int height, const PaperMap& paper,
+std::vector<Fill> findTints(const BlockMeans& blocks, int factor, int width, int height, const PaperMap& paper,
                             const std::vector<Rect>& pictures, int contrast);
 
 }  // namespace tavrin
