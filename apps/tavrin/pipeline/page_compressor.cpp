@@ -81,11 +81,16 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
                           std::max(kMinTintContrast, s.flatten));
     if (!out.fills.empty()) {
         // Tints are drawn as fills: the background under them, soft edges
-        // included, becomes the paper around them.
-        std::vector<Rect> left = pictures;
-        for (const Fill& f : out.fills)
+        // included, becomes the paper around them, and the paper estimate,
+        // which took a large box for paper of another colour, is made again
+        // without them.
+        std::vector<Rect> tints, left = pictures;
+        for (const Fill& f : out.fills) {
+            tints.push_back(f.box);
             left.push_back({f.box.x0 - kTintEdge, f.box.y0 - kTintEdge, f.box.x1 + kTintEdge, f.box.y1 + kTintEdge});
-        bg = buildBackground(page, usable, left, wholePage, rep.backgroundFactor, paper, s.flatten);
+        }
+        const PaperMap tintFree = estimatePaper(page, gray, tints);
+        bg = buildBackground(page, usable, left, wholePage, rep.backgroundFactor, tintFree, s.flatten);
     }
     const int spot = int(kMaxBlurredSpotInches * dpi / rep.backgroundFactor);
     std::vector<Rect> covers = pictures;  // what is drawn over the background need not survive its coarsening

@@ -142,7 +142,7 @@ void PaperMap::grayAlong(int y, int x, int step, int count, uint8_t* out) const 
     }
 }
 
-PaperMap estimatePaper(const Page& page, const Plane& gray) {
+PaperMap estimatePaper(const Page& page, const Plane& gray, const std::vector<Rect>& notPaper) {
     PaperMap m;
     m.tile = tileSideFor(page.dpiX > 0 ? page.dpiX : 300);
     m.columns = std::max(1, (gray.width + m.tile - 1) / m.tile);
@@ -210,9 +210,15 @@ PaperMap estimatePaper(const Page& page, const Plane& gray) {
     m.isPaper.assign(n, 0);
     double noiseSum = 0, colour[3] = {};
     int paperTiles = 0;
+    const auto covered = [&](size_t i) {
+        const int tx = int(i % m.columns), ty = int(i / m.columns);
+        const Rect tile{tx * m.tile, ty * m.tile, (tx + 1) * m.tile - 1, (ty + 1) * m.tile - 1};
+        return std::any_of(notPaper.begin(), notPaper.end(),
+                           [&](const Rect& r) { return 4 * r.intersect(tile).area() >= tile.area(); });
+    };
     for (size_t i = 0; i < n; ++i) {
         const TileStats& t = tiles[i];
-        const bool paper = paperLike(t);
+        const bool paper = paperLike(t) && !covered(i);
         m.isPaper[i] = paper;
         if (paper) {
             v[i] = {double(t.level), t.colour[0], t.colour[1], t.colour[2]};

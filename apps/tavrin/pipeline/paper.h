@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "pipeline/page.h"
+#include "pipeline/rect.h"
 
 namespace tavrin {
 
@@ -39,7 +40,9 @@ struct PaperMap {
     void grayAlong(int y, int x, int step, int count, uint8_t* out) const;
 };
 
-PaperMap estimatePaper(const Page& page, const Plane& gray);
+// `notPaper`: areas (page pixels) known to be something else, such as
+// tinted boxes; tiles a quarter covered by one take the paper from around.
+PaperMap estimatePaper(const Page& page, const Plane& gray, const std::vector<Rect>& notPaper = {});
 
 }  // namespace tavrin
 
