@@ -322,7 +322,8 @@ TEST(Background, ShrinksOnlyWhatEnlargesBackFaithfully) {
 TEST(Resize, AreaMeansWithinALevelOfExactCoverage) {
     struct Case { int w, h, w2, h2, ch; };
     for (const Case& c : {Case{300, 7, 200, 5, 1}, Case{301, 9, 150, 4, 3}, Case{97, 31, 32, 11, 3},
-                          Case{5, 3, 2, 2, 1}, Case{3, 4, 7, 9, 3}, Case{64, 2, 64, 1, 1}}) {
+                          Case{5, 3, 2, 2, 1}, Case{3, 4, 7, 9, 3}, Case{64, 2, 64, 1, 1},
+                          Case{100, 92, 100, 42, 1}}) {  // a last tap of no cover, its weight rounded below zero
         tavrin::Page src;
         src.width = c.w, src.height = c.h, src.channels = c.ch;
         src.pixels.resize(src.pixelCount() * c.ch);
@@ -347,53 +348,68 @@ TEST(Resize, AreaMeansWithinALevelOfExactCoverage) {
     }
 }
 
-// Flat tints on block means: a box with soft edges becomes one fill placed
-// to the page pixel, even with a stain touching its corner and a heading
-// near its edge; a round blot and a gradient stay in the background.
+// Flat tints on block means (6 page pixels a block, border blocks covered
+// a third or two thirds, so that an edge measured from the wrong side is
+// off by two pixels): a box becomes one fill placed to the page pixel, with
+// a stain touching its corner and a heading near its edge; so does a faint
+// box whose border blocks are too little off the paper to count as tinted,
+// and a box running into a page that ends part-way through a block. A round
+// blot and a gradient stay in the background, as does a box by a picture.
 TEST(Tints, FlatBoxesBecomeFillsBlotsAndGradientsDoNot) {
     const int factor = 6;
-    tavrin::Page means;
-    means.width = 120, means.height = 100, means.channels = 3, means.dpiX = means.dpiY = 50;
-    means.pixels.resize(means.pixelCount() * 3);
     tavrin::PaperMap paper;
     paper.globalColour = {{246, 243, 235}};
-    const std::array<int, 3> pink{{236, 205, 200}};
-    // The box covers page pixels [63, 338] x [93, 272]: block columns 10.5
-    // .. 56.5 and rows 15.5 .. 45.5 (its border blocks half covered).
-    const auto cover = [&](double lo, double hi, int i) { return std::clamp(std::min(hi, i + 1.0) - std::max(lo, double(i)), 0.0, 1.0); };
+    struct Box {
+        tavrin::Rect page;  // inclusive page pixels
+        std::array<int, 3> colour;
+    };
+    const Box strong{{64, 94, 339, 273}, {{236, 205, 200}}}, faint{{400, 202, 663, 321}, {{232, 236, 240}}},
+        atEnd{{424, 400, 714, 489}, {{220, 230, 200}}};
+    const int width = 717, height = 100 * factor;  // the last column of blocks is 3 pixels wide
+    tavrin::Page means;
+    means.width = (width + factor - 1) / factor, means.height = 100, means.channels = 3, means.dpiX = means.dpiY = 50;
+    means.pixels.resize(means.pixelCount() * 3);
+    // The share of block i (page pixels [6i, 6i + 6) cut at the page's end) inside [lo, hi].
+    const auto cover = [&](int lo, int hi, int i, int side) {
+        const int b0 = i * factor, b1 = std::min(side, b0 + factor);
+        return std::max(0, std::min(hi + 1, b1) - std::max(lo, b0)) / double(b1 - b0);
+    };
     for (int y = 0; y < means.height; ++y)
         for (int x = 0; x < means.width; ++x) {
-            const double box = cover(63.0 / factor, 339.0 / factor, x) * cover(93.0 / factor, 273.0 / factor, y);
-            const double blot = std::hypot(x - 90, y - 20) < 6 ? 1 : 0;            // round, 12 blocks across
-            const double stain = std::hypot(x - 57, y - 14) < 3 ? 1 : 0;           // on the box's corner
-            const double ramp = x >= 70 && y >= 60 && y < 90 ? (x - 70) / 50.0 : 0;  // a gradient box
-            for (int c = 0; c < 3; ++c) {
-                double v = paper.globalColour[c] + box * (pink[c] - paper.globalColour[c]);
-                v += (blot + stain) * -40 + ramp * -60;
-                means.row(y)[x * 3 + c] = uint8_t(std::clamp(v, 0.0, 255.0));
+            double v[3] = {double(paper.globalColour[0]), double(paper.globalColour[1]), double(paper.globalColour[2])};
+            for (const Box& box : {strong, faint, atEnd}) {
+                const double share = cover(box.page.x0, box.page.x1, x, width) * cover(box.page.y0, box.page.y1, y, height);
+                for (int c = 0; c < 3; ++c) v[c] += share * (box.colour[c] - paper.globalColour[c]);
             }
+            const double blot = std::hypot(x - 90, y - 20) < 6 ? 1 : 0;            // round, 12 blocks across
+            const double stain = std::hypot(x - 57, y - 14) < 3 ? 1 : 0;           // on the strong box's corner
+            const double ramp = x >= 20 && y >= 55 && y < 62 ? (x - 20) / 50.0 : 0;  // a gradient box
+            for (int c = 0; c < 3; ++c)
+                means.row(y)[x * 3 + c] = uint8_t(std::clamp(v[c] + (blot + stain) * -40 + ramp * -60, 0.0, 255.0));
         }
-    // A heading inside the box: blocks under ink, filled in with colour from
-    // outside the box.
+    // A heading inside the strong box: blocks under ink, filled in with
+    // colour from outside the box.
     tavrin::BlockMeans blocks{means, tavrin::Plane(means.width, means.height, 1)};
     for (int y = 17; y <= 20; ++y)
         for (int x = 12; x <= 40; ++x) {
             blocks.known.row(y)[x] = 0;
             for (int c = 0; c < 3; ++c) blocks.means.row(y)[x * 3 + c] = uint8_t(paper.globalColour[c]);
         }
-    const std::vector<tavrin::Fill> fills =
-        tavrin::findTints(blocks, factor, means.width * factor, means.height * factor, paper, {}, 10);
-    ASSERT_EQ(fills.size(), 1u);
-    const tavrin::Rect& b = fills[0].box;
-    EXPECT_NEAR(b.x0, 63, 2);
-    EXPECT_NEAR(b.x1, 338, 2);
-    EXPECT_NEAR(b.y0, 93, 2);
-    EXPECT_NEAR(b.y1, 272, 2);
-    for (int c = 0; c < 3; ++c) EXPECT_NEAR(fills[0].colour[c], pink[c], 2);
+    const std::vector<tavrin::Fill> fills = tavrin::findTints(blocks, factor, width, height, paper, {}, 10);
+    ASSERT_EQ(fills.size(), 3u);
+    for (const Box& box : {strong, faint, atEnd}) {
+        const auto found = std::find_if(fills.begin(), fills.end(), [&](const tavrin::Fill& f) {
+            return !f.box.intersect(box.page).empty();
+        });
+        ASSERT_NE(found, fills.end()) << box.page.x0 << ", " << box.page.y0;
+        EXPECT_EQ(found->box.x0, box.page.x0);
+        EXPECT_EQ(found->box.x1, box.page.x1);
+        EXPECT_EQ(found->box.y0, box.page.y0);
+        EXPECT_EQ(found->box.y1, box.page.y1);
+        for (int c = 0; c < 3; ++c) EXPECT_NEAR(found->colour[c], box.colour[c], 2);
+    }
     // Next to a picture, a tint is left alone.
-    EXPECT_TRUE(tavrin::findTints(blocks, factor, means.width * factor, means.height * factor, paper,
-                                  {{340, 100, 500, 200}}, 10)
-                    .empty());
+    EXPECT_EQ(tavrin::findTints(blocks, factor, width, height, paper, {{340, 100, 390, 200}}, 10).size(), 2u);
 }
 
 // A stain blurs in a coarser background; the edge of a tint does not,
@@ -412,4 +428,11 @@ TEST(Background, SpotsMayBlurEdgesMayNot) {
         const tavrin::Plane hidden = tavrin::coveredPixels(bg.width, bg.height, 6, {{0, 72, 6 * 64 - 1, 6 * 32 - 1}});
         EXPECT_EQ(tavrin::coarsenWhileFaithful(covered, 3, 2, 0, &hidden), 2);
     }
+    // Only the pixels whose whole block lies under a cover are hidden: a
+    // cover over page pixels [7, 40] x [5, 29], 6 a block, hides blocks 2..5
+    // across and 1..4 down.
+    const tavrin::Plane hidden = tavrin::coveredPixels(10, 6, 6, {{7, 5, 40, 29}});
+    for (int y = 0; y < hidden.height; ++y)
+        for (int x = 0; x < hidden.width; ++x)
+            EXPECT_EQ(hidden.row(y)[x], x >= 2 && x <= 5 && y >= 1 && y <= 4) << x << ", " << y;
 }

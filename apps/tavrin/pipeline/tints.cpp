@@ -16,6 +16,7 @@ constexpr double kCoreShare = 0.5;         // of a row or column of its box that
 constexpr double kMinFill = 0.9;           // of its rectangle, and of its shape
 constexpr int kMaxSpread = 10;             // levels an inner pixel may be from the tint's mean,
 constexpr double kMaxUneven = 0.03;        // except this share of them
+constexpr double kWhole = 0.95;            // share of a block that is all of it, noise aside
 
 }  // namespace
 
@@ -44,40 +45,49 @@ std::vector<Fill> findTints(const BlockMeans& blocks, int factor, int width, int
         const Rect& box = shapes.boxes[r.component];
         if (box.width() >= minSide && box.height() >= minSide) runsOf[r.component].push_back(&r);
     }
-    std::vector<int> rowCount, columnCount;  // the shape's pixels per row and column of its box
     for (int s = 0; s < shapes.count; ++s) {
         if (runsOf[s].empty()) continue;
         const Rect& whole = shapes.boxes[s];
-        rowCount.assign(whole.height(), 0), columnCount.assign(whole.width(), 0);
         Plane mine(whole.width(), whole.height(), 0);  // the shape's blocks and the filled-in ones of its box
         for (const Run* r : runsOf[s])
             std::fill(mine.row(r->y - whole.y0) + r->x0 - whole.x0, mine.row(r->y - whole.y0) + r->x1 - whole.x0 + 1,
                       uint8_t(1));
         for (int y = 0; y < mine.height; ++y)
-            for (int x = 0; x < mine.width; ++x) {
-                uint8_t& m = mine.row(y)[x];
-                m |= !known.row(whole.y0 + y)[whole.x0 + x];
-                rowCount[y] += m, columnCount[x] += m;
-            }
-        // The rectangle: rows and columns mostly covered by the shape (a
-        // stain touching a box stays outside it). It must hold nearly all
-        // of the shape and be nearly full, corners included: a blot is round.
+            for (int x = 0; x < mine.width; ++x) mine.row(y)[x] |= !known.row(whole.y0 + y)[whole.x0 + x];
+        const auto at = [&](int x, int y) { return mine.row(y - whole.y0)[x - whole.x0]; };
+        // The rectangle: the rows and columns mostly covered by the shape
+        // within it, trimmed until none is left to trim (a stain touching a
+        // box stays outside it). It must hold nearly all of the shape and be
+        // nearly full, corners included: a blot is round.
         Rect b = whole;
-        while (b.y0 < b.y1 && rowCount[b.y0 - whole.y0] < kCoreShare * b.width()) ++b.y0;
-        while (b.y1 > b.y0 && rowCount[b.y1 - whole.y0] < kCoreShare * b.width()) --b.y1;
-        while (b.x0 < b.x1 && columnCount[b.x0 - whole.x0] < kCoreShare * b.height()) ++b.x0;
-        while (b.x1 > b.x0 && columnCount[b.x1 - whole.x0] < kCoreShare * b.height()) --b.x1;
+        for (bool trimmed = true; trimmed;) {
+            const Rect before = b;
+            const auto rowShare = [&](int y) {
+                int n = 0;
+                for (int x = b.x0; x <= b.x1; ++x) n += at(x, y);
+                return n >= kCoreShare * b.width();
+            };
+            while (b.y0 < b.y1 && !rowShare(b.y0)) ++b.y0;
+            while (b.y1 > b.y0 && !rowShare(b.y1)) --b.y1;
+            const auto columnShare = [&](int x) {
+                int n = 0;
+                for (int y = b.y0; y <= b.y1; ++y) n += at(x, y);
+                return n >= kCoreShare * b.height();
+            };
+            while (b.x0 < b.x1 && !columnShare(b.x0)) ++b.x0;
+            while (b.x1 > b.x0 && !columnShare(b.x1)) --b.x1;
+            trimmed = b.x0 != before.x0 || b.x1 != before.x1 || b.y0 != before.y0 || b.y1 != before.y1;
+        }
         if (b.width() < minSide || b.height() < minSide || b.area() < minArea) continue;
         long long inside = 0, insideOwn = 0;
         for (int y = b.y0; y <= b.y1; ++y)
-            for (int x = b.x0; x <= b.x1; ++x) inside += mine.row(y - whole.y0)[x - whole.x0];
+            for (int x = b.x0; x <= b.x1; ++x) inside += at(x, y);
         for (const Run* r : runsOf[s])
             if (r->y >= b.y0 && r->y <= b.y1) insideOwn += std::max(0, std::min(r->x1, b.x1) - std::max(r->x0, b.x0) + 1);
         if (inside < kMinFill * b.area() || insideOwn < kMinFill * shapes.area[s]) continue;
         const int rim = b.width() > 6 && b.height() > 6 ? 2 : 1;
-        const auto cornerIn = [&](int x, int y) { return mine.row(y - whole.y0)[x - whole.x0] != 0; };
-        if (!cornerIn(b.x0 + rim, b.y0 + rim) || !cornerIn(b.x1 - rim, b.y0 + rim) || !cornerIn(b.x0 + rim, b.y1 - rim) ||
-            !cornerIn(b.x1 - rim, b.y1 - rim))
+        if (!at(b.x0 + rim, b.y0 + rim) || !at(b.x1 - rim, b.y0 + rim) || !at(b.x0 + rim, b.y1 - rim) ||
+            !at(b.x1 - rim, b.y1 - rim))
             continue;
         const Rect onPage{b.x0 * factor, b.y0 * factor, (b.x1 + 1) * factor - 1, (b.y1 + 1) * factor - 1};
         const Rect near{onPage.x0 - factor, onPage.y0 - factor, onPage.x1 + factor, onPage.y1 + factor};
@@ -111,22 +121,42 @@ std::vector<Fill> findTints(const BlockMeans& blocks, int factor, int width, int
         for (int c = 1; c < ch; ++c)
             if (std::abs(colour[c] - blank[c]) > std::abs(colour[best] - blank[best])) best = c;
         if (colour[best] == blank[best]) continue;  // tinted pixels about an untinted mean: no flat tint
-        const auto covered = [&](int x0, int y0, int x1, int y1) {
+        // The share of a line of blocks the tint covers; blocks with no
+        // pixels of their own count as `unseen`.
+        const auto covered = [&](int x0, int y0, int x1, int y1, double unseen) {
             double share = 0;
             int n = 0;
             for (int y = y0; y <= y1; ++y)
                 for (int x = x0; x <= x1; ++x)
                     if (known.row(y)[x])
                         share += double(means.row(y)[x * ch + best] - blank[best]) / (colour[best] - blank[best]), ++n;
-            return n ? std::clamp(share / n, 0.0, 1.0) : 1.0;
+            return n ? std::clamp(share / n, 0.0, 1.0) : unseen;
+        };
+        // An edge inside the border line of blocks, or, where that is wholly
+        // covered, in the line beyond it (whose share of a faint tint may be
+        // too small for it to count as tinted). Blocks at the page's end are
+        // cut short.
+        const auto blockSide = [&](int i, int pageSide) { return std::min(factor, pageSide - i * factor); };
+        const auto line = [&](int i, bool across, double unseen) {  // a column (across) or a row of blocks
+            return across ? covered(i, inner.y0, i, inner.y1, unseen) : covered(inner.x0, i, inner.x1, i, unseen);
+        };
+        const auto startEdge = [&](int first, bool across, int pageSide) {
+            const double in = line(first, across, 1.0);
+            if (in < kWhole || first == 0) return first * factor + (1 - in) * blockSide(first, pageSide);
+            return first * factor - line(first - 1, across, 0.0) * blockSide(first - 1, pageSide);
+        };
+        const auto endEdge = [&](int last, int count, bool across, int pageSide) {  // one past the tint
+            const double in = line(last, across, 1.0);
+            if (in < kWhole || last + 1 >= count) return last * factor + in * blockSide(last, pageSide);
+            return last * factor + blockSide(last, pageSide) + line(last + 1, across, 0.0) * blockSide(last + 1, pageSide);
         };
         Fill t;
         t.colour = colour;
         if (ch == 1) t.colour[1] = t.colour[2] = colour[0];
-        t.box.x0 = int(std::lround((b.x0 + 1 - covered(b.x0, inner.y0, b.x0, inner.y1)) * factor));
-        t.box.x1 = int(std::lround((b.x1 + covered(b.x1, inner.y0, b.x1, inner.y1)) * factor)) - 1;
-        t.box.y0 = int(std::lround((b.y0 + 1 - covered(inner.x0, b.y0, inner.x1, b.y0)) * factor));
-        t.box.y1 = int(std::lround((b.y1 + covered(inner.x0, b.y1, inner.x1, b.y1)) * factor)) - 1;
+        t.box.x0 = int(std::lround(startEdge(b.x0, true, width)));
+        t.box.x1 = int(std::lround(endEdge(b.x1, w, true, width))) - 1;
+        t.box.y0 = int(std::lround(startEdge(b.y0, false, height)));
+        t.box.y1 = int(std::lround(endEdge(b.y1, h, false, height))) - 1;
         t.box = t.box.intersect({0, 0, width - 1, height - 1});
         if (t.box.empty()) continue;
         out.push_back(t);
