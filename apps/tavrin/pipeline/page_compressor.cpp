@@ -79,28 +79,26 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     Page bg = buildBackground(page, usable, pictures, wholePage, rep.backgroundFactor, paper, s.flatten, &blocks);
     out.fills = findTints(blocks, rep.backgroundFactor, page.width, page.height, paper, pictures,
                           std::max(kMinTintContrast, s.flatten));
-    if (!out.fills.empty()) {
+    std::vector<Rect> tints, covers = pictures;  // covers: drawn over the background
+    for (const Fill& f : out.fills) tints.push_back(f.box), covers.push_back(f.box);
+    if (!tints.empty()) {
         // Tints are drawn as fills: the background under them, soft edges
         // included, becomes the paper around them, and the paper estimate,
         // which took a large box for paper of another colour, is made again
         // without them.
-        std::vector<Rect> tints, left = pictures;
-        for (const Fill& f : out.fills) {
-            tints.push_back(f.box);
-            left.push_back({f.box.x0 - kTintEdge, f.box.y0 - kTintEdge, f.box.x1 + kTintEdge, f.box.y1 + kTintEdge});
-        }
+        std::vector<Rect> left = pictures;
+        for (const Rect& t : tints) left.push_back({t.x0 - kTintEdge, t.y0 - kTintEdge, t.x1 + kTintEdge, t.y1 + kTintEdge});
         const PaperMap tintFree = estimatePaper(page, gray, tints);
         bg = buildBackground(page, usable, left, wholePage, rep.backgroundFactor, tintFree, s.flatten);
     }
+    // Stains may blur; what pictures and fills cover need not survive at all.
     const int spot = int(kMaxBlurredSpotInches * dpi / rep.backgroundFactor);
-    std::vector<Rect> covers = pictures;  // what is drawn over the background need not survive its coarsening
-    for (const Fill& f : out.fills) covers.push_back(f.box);
     const Plane hidden = coveredPixels(bg.width, bg.height, rep.backgroundFactor, covers);
     rep.backgroundFactor <<= coarsenWhileFaithful(bg, kBackgroundTolerance, kMaxBackgroundHalvings, spot, &hidden);
     JpegSettings backgroundJpeg = jpeg;
     backgroundJpeg.chromaOffset += kBackgroundChromaBoost;
     out.background = encodeImage(bg, s.backgroundQuality, backgroundJpeg, label + ": background");
-    out.background.box = {0, 0, page.width - 1, page.height - 1};
+    out.background.box = wholePage;
 
     // Pictures side by side when there are several (each searches its
     // resolutions on one thread), else the resolutions of the one side by side.

@@ -60,22 +60,17 @@ std::vector<Fill> findTints(const BlockMeans& blocks, int factor, int width, int
         // box stays outside it). It must hold nearly all of the shape and be
         // nearly full, corners included: a blot is round.
         Rect b = whole;
+        const auto mostlyCovered = [&](int i, bool row) {  // row i, or column i, of b
+            int n = 0;
+            for (int j = row ? b.x0 : b.y0; j <= (row ? b.x1 : b.y1); ++j) n += row ? at(j, i) : at(i, j);
+            return n >= kCoreShare * (row ? b.width() : b.height());
+        };
         for (bool trimmed = true; trimmed;) {
             const Rect before = b;
-            const auto rowShare = [&](int y) {
-                int n = 0;
-                for (int x = b.x0; x <= b.x1; ++x) n += at(x, y);
-                return n >= kCoreShare * b.width();
-            };
-            while (b.y0 < b.y1 && !rowShare(b.y0)) ++b.y0;
-            while (b.y1 > b.y0 && !rowShare(b.y1)) --b.y1;
-            const auto columnShare = [&](int x) {
-                int n = 0;
-                for (int y = b.y0; y <= b.y1; ++y) n += at(x, y);
-                return n >= kCoreShare * b.height();
-            };
-            while (b.x0 < b.x1 && !columnShare(b.x0)) ++b.x0;
-            while (b.x1 > b.x0 && !columnShare(b.x1)) --b.x1;
+            while (b.y0 < b.y1 && !mostlyCovered(b.y0, true)) ++b.y0;
+            while (b.y1 > b.y0 && !mostlyCovered(b.y1, true)) --b.y1;
+            while (b.x0 < b.x1 && !mostlyCovered(b.x0, false)) ++b.x0;
+            while (b.x1 > b.x0 && !mostlyCovered(b.x1, false)) --b.x1;
             trimmed = b.x0 != before.x0 || b.x1 != before.x1 || b.y0 != before.y0 || b.y1 != before.y1;
         }
         if (b.width() < minSide || b.height() < minSide || b.area() < minArea) continue;
