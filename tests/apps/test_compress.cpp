@@ -348,6 +348,39 @@ TEST(Resize, AreaMeansWithinALevelOfExactCoverage) {
     }
 }
 
+// The error of a reduction, enlarged back row by row through cached rows,
+// against the four neighbours of each pixel blended at once: equal on
+// sizes that reuse, skip and repeat small rows, on one-row and one-column
+// reductions, and on a row of errors that one 32-bit sum cannot hold.
+TEST(Resize, ReductionErrorEqualsFourNeighbourBlending) {
+    struct Case { int w, h, w2, h2, ch, step; };
+    for (const Case& c : {Case{300, 40, 150, 20, 3, 2}, Case{301, 45, 200, 30, 3, 2}, Case{97, 31, 1, 1, 1, 1},
+                          Case{64, 33, 64, 1, 1, 1}, Case{25000, 3, 16667, 2, 3, 1}}) {
+        tavrin::Page full, small;
+        full.width = c.w, full.height = c.h, full.channels = small.channels = c.ch;
+        small.width = c.w2, small.height = c.h2;
+        full.pixels.resize(full.pixelCount() * c.ch);
+        small.pixels.resize(small.pixelCount() * c.ch);
+        uint32_t seed = 777;
+        for (uint8_t& v : full.pixels) v = uint8_t((seed = seed * 1103515245u + 12345u) >> 24);
+        for (uint8_t& v : small.pixels) v = uint8_t((seed = seed * 1103515245u + 12345u) >> 24);
+        if (c.w > 10000) std::fill(full.pixels.begin(), full.pixels.end(), 255), std::fill(small.pixels.begin(), small.pixels.end(), 0);
+        const tavrin::BilinearTaps across(c.w, c.w2), down(c.h, c.h2);
+        double sum = 0, count = 0;
+        for (int y = 0; y < c.h; y += c.step)
+            for (int x = 0; x < c.w; ++x)
+                for (int k = 0; k < c.ch; ++k) {
+                    const auto at = [&](int sy, int sx) { return int(small.row(sy)[sx * c.ch + k]); };
+                    const int wx = across.weight[x], wy = down.weight[y];
+                    const int top = at(down.first[y], across.first[x]) * (256 - wx) + at(down.first[y], across.second[x]) * wx;
+                    const int bottom = at(down.second[y], across.first[x]) * (256 - wx) + at(down.second[y], across.second[x]) * wx;
+                    const int d = ((top * (256 - wy) + bottom * wy + (1 << 15)) >> 16) - full.row(y)[x * c.ch + k];
+                    sum += double(d) * d, ++count;
+                }
+        EXPECT_EQ(tavrin::reductionError(small, full, c.step), sum / count) << c.w << "x" << c.h << " -> " << c.w2 << "x" << c.h2;
+    }
+}
+
 // Flat tints on block means (6 page pixels a block, border blocks covered
 // a third or two thirds, so that an edge measured from the wrong side is
 // off by two pixels): a box becomes one fill placed to the page pixel, with

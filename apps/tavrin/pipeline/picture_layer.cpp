@@ -24,6 +24,7 @@ constexpr int kSmallPictureQuality = 80;
 // screen kept dot for dot) gets no more: the closest it can come within it.
 constexpr double kMaxBytesPerSquareInch = 5000;
 constexpr int kErrorRowStep = 2;  // every second row is enough to measure a reduction's error
+constexpr int kErrorPiece = 65536;  // squared errors (at most 255^2) whose sum fits in 32 bits
 
 struct JumpError {
     jpeg_error_mgr pub;
@@ -86,28 +87,57 @@ Page decodeJpeg(const std::string& jpeg) {
     return p;
 }
 
+// Each row of `small` is enlarged across once, into 16-bit sums that keep
+// the horizontal weights (at most 255 * 256); a row of the page then blends
+// the two such rows above and below it. The same integer arithmetic as
+// blending the four neighbours of each pixel at once, at a fraction of the
+// reads.
 double reductionError(const Page& small, const Page& full, int rowStep) {
-    const int ch = full.channels, width = full.width;
+    const int ch = full.channels, width = full.width, values = width * ch;
     const BilinearTaps across(width, small.width), down(full.height, small.height);
-    const std::vector<int>& x0 = across.first;
-    const std::vector<int>& x1 = across.second;
-    const std::vector<int>& wx = across.weight;
+    // Per channel value: the offsets of its two neighbours in a small row.
+    std::vector<int> left(values), right(values), rightWeight(values);
+    for (int x = 0; x < width; ++x)
+        for (int c = 0; c < ch; ++c) {
+            left[x * ch + c] = across.first[x] * ch + c;
+            right[x * ch + c] = across.second[x] * ch + c;
+            rightWeight[x * ch + c] = across.weight[x];
+        }
     uint64_t sum = 0, count = 0;
-#pragma omp parallel for reduction(+ : sum, count) schedule(static)
-    for (int y = 0; y < full.height; y += rowStep) {
-        const int wy = down.weight[y];
-        const uint8_t* a = small.row(down.first[y]);
-        const uint8_t* b = small.row(down.second[y]);
-        const uint8_t* o = full.row(y);
-        uint64_t rowSum = 0;
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < ch; ++c) {
-                const int top = a[x0[x] * ch + c] * (256 - wx[x]) + a[x1[x] * ch + c] * wx[x];
-                const int bottom = b[x0[x] * ch + c] * (256 - wx[x]) + b[x1[x] * ch + c] * wx[x];
-                const int d = ((top * (256 - wy) + bottom * wy + (1 << 15)) >> 16) - o[size_t(x) * ch + c];
-                rowSum += uint32_t(d * d);
+#pragma omp parallel reduction(+ : sum, count)
+    {
+        // Two enlarged rows, by the small row they hold (-1: none yet).
+        std::vector<uint16_t> rows[2] = {std::vector<uint16_t>(values), std::vector<uint16_t>(values)};
+        int held[2] = {-1, -1};
+        const auto enlarged = [&](int smallRow, int keep) -> const uint16_t* {
+            for (int k = 0; k < 2; ++k)
+                if (held[k] == smallRow) return rows[k].data();
+            const int slot = held[0] == keep ? 1 : 0;
+            const uint8_t* a = small.row(smallRow);
+            uint16_t* out = rows[slot].data();
+            for (int i = 0; i < values; ++i)
+                out[i] = uint16_t(a[left[i]] * (256 - rightWeight[i]) + a[right[i]] * rightWeight[i]);
+            held[slot] = smallRow;
+            return out;
+        };
+#pragma omp for schedule(static)
+        for (int y = 0; y < full.height; y += rowStep) {
+            const int wy = down.weight[y];
+            const uint16_t* top = enlarged(down.first[y], -1);
+            const uint16_t* bottom = enlarged(down.second[y], down.first[y]);
+            const uint8_t* o = full.row(y);
+            // 32-bit sums over pieces short enough not to overflow.
+            for (int from = 0; from < values; from += kErrorPiece) {
+                const int to = std::min(values, from + kErrorPiece);
+                uint32_t pieceSum = 0;
+                for (int i = from; i < to; ++i) {
+                    const int d = int((top[i] * uint32_t(256 - wy) + bottom[i] * uint32_t(wy) + (1u << 15)) >> 16) - o[i];
+                    pieceSum += uint32_t(d * d);
+                }
+                sum += pieceSum;
             }
-        sum += rowSum, count += uint64_t(width) * ch;
+            count += uint64_t(values);
+        }
     }
     return count ? double(sum) / double(count) : 0.0;
 }
