@@ -186,8 +186,8 @@ int coarsenWhileFaithful(Page& bg, int tolerance, int maxHalvings, int maxSpot, 
 }
 
 Plane backgroundPixels(const Plane& gray, const Plane& ink, const LocalLevels& levels, int tolerance) {
-    Plane usable = ink;
-    runningMax(usable, 1);
+    Plane usable;
+    runningMax(ink, usable, 1);
     // The background level of each pixel's cell, spread over a row once.
     std::vector<int> cellOf(gray.width);
     for (int x = 0; x < gray.width; ++x) cellOf[x] = std::min(levels.background.width - 1, x / levels.cell);

@@ -10,47 +10,53 @@ namespace {
 // Along each row, the extreme of 2r + 1 samples (the row's ends repeated
 // outwards), by taking the extreme with each shifted copy in turn: r is
 // small here, and the inner loops run on whole rows, which the compiler
-// vectorises. Then down the columns the same way, a row at a time.
+// vectorises. Then down the columns the same way, a row at a time, from
+// the rows' results into `out` (which may be `in`).
 template <class Pick>
-void running(Plane& p, int r, Pick pick) {
-    if (r <= 0 || p.width == 0 || p.height == 0) return;
-    const int w = p.width, h = p.height;
+void running(const Plane& in, Plane& out, int r, Pick pick) {
+    const int w = in.width, h = in.height;
+    if (r <= 0 || w == 0 || h == 0) {
+        if (&out != &in) out = in;
+        return;
+    }
+    if (&out != &in) out = Plane(w, h);
+    Plane across(w, h);
 #pragma omp parallel
     {
         std::vector<uint8_t> padded(size_t(w) + 2 * r);
 #pragma omp for schedule(static)
         for (int y = 0; y < h; ++y) {
-            uint8_t* row = p.row(y);
-            std::fill(padded.begin(), padded.begin() + r, row[0]);
-            std::copy(row, row + w, padded.begin() + r);
-            std::fill(padded.begin() + r + w, padded.end(), row[w - 1]);
+            const uint8_t* src = in.row(y);
+            uint8_t* row = across.row(y);
+            std::fill(padded.begin(), padded.begin() + r, src[0]);
+            std::copy(src, src + w, padded.begin() + r);
+            std::fill(padded.begin() + r + w, padded.end(), src[w - 1]);
+            std::copy(src, src + w, row);
             for (int k = 0; k <= 2 * r; ++k) {
                 const uint8_t* s = padded.data() + k;
                 for (int x = 0; x < w; ++x) row[x] = pick(row[x], s[x]);
             }
         }
     }
-    // Columns: each output row from the 2r + 1 input rows around it, the
-    // input kept in a copy.
-    const Plane in = p;
 #pragma omp parallel for schedule(static)
     for (int y = 0; y < h; ++y) {
-        uint8_t* out = p.row(y);
+        uint8_t* o = out.row(y);
+        std::copy(across.row(y), across.row(y) + w, o);
         for (int k = -r; k <= r; ++k) {
-            const uint8_t* s = in.row(std::clamp(y + k, 0, h - 1));
-            for (int x = 0; x < w; ++x) out[x] = pick(out[x], s[x]);
+            const uint8_t* s = across.row(std::clamp(y + k, 0, h - 1));
+            for (int x = 0; x < w; ++x) o[x] = pick(o[x], s[x]);
         }
     }
 }
 
 }  // namespace
 
-void runningMax(Plane& p, int radius) {
-    running(p, radius, [](uint8_t a, uint8_t b) { return std::max(a, b); });
+void runningMax(const Plane& in, Plane& out, int radius) {
+    running(in, out, radius, [](uint8_t a, uint8_t b) { return std::max(a, b); });
 }
 
-void runningMin(Plane& p, int radius) {
-    running(p, radius, [](uint8_t a, uint8_t b) { return std::min(a, b); });
+void runningMin(const Plane& in, Plane& out, int radius) {
+    running(in, out, radius, [](uint8_t a, uint8_t b) { return std::min(a, b); });
 }
 
 LocalLevels measureLocalLevels(const Plane& gray, int cell, int radius) {
@@ -83,9 +89,9 @@ LocalLevels measureLocalLevels(const Plane& gray, int cell, int radius) {
             }
         }
     }
-    runningMax(L.background, radius);
-    runningMin(L.background, radius);
-    runningMin(L.ink, radius);
+    runningMax(L.background, L.background, radius);
+    runningMin(L.background, L.background, radius);
+    runningMin(L.ink, L.ink, radius);
     return L;
 }
 

@@ -24,10 +24,10 @@ struct LocalLevels {
 LocalLevels measureLocalLevels(const Plane& gray, int cell, int radius);
 
 // Running maximum (or minimum) over 2 * radius + 1 samples along rows, then
-// along columns, the borders repeated outwards. Meant for small radii: the
-// cost grows with the radius.
-void runningMax(Plane& p, int radius);
-void runningMin(Plane& p, int radius);
+// along columns, the borders repeated outwards, of `in` into `out` (which
+// may be `in`). Meant for small radii: the cost grows with the radius.
+void runningMax(const Plane& in, Plane& out, int radius);
+void runningMin(const Plane& in, Plane& out, int radius);
 
 }  // namespace tavrin
 

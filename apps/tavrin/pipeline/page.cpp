@@ -100,29 +100,34 @@ Plane grayOf(const Page& page) {
 
 namespace {
 
-// Block means over interleaved rows of `channels` samples per pixel.
+// Block means over interleaved rows of `channels` samples per pixel; rows
+// of blocks side by side.
 void reduceRows(const uint8_t* src, int w, int h, int channels, int factor, uint8_t* dst) {
     const int w2 = (w + factor - 1) / factor, h2 = (h + factor - 1) / factor;
-    std::vector<uint32_t> acc(size_t(w2) * channels);
-    for (int by = 0; by < h2; ++by) {
-        std::fill(acc.begin(), acc.end(), 0u);
-        const int y0 = by * factor, y1 = std::min(h, y0 + factor);
-        for (int y = y0; y < y1; ++y) {
-            // Block by block: no division per pixel.
-            const uint8_t* s = src + size_t(y) * w * channels;
-            uint32_t* a = acc.data();
-            for (int x0 = 0; x0 < w; x0 += factor, a += channels) {
-                const uint8_t* end = s + size_t(std::min(factor, w - x0)) * channels;
-                for (; s < end; s += channels)
-                    for (int c = 0; c < channels; ++c) a[c] += s[c];
+#pragma omp parallel
+    {
+        std::vector<uint32_t> acc(size_t(w2) * channels);
+#pragma omp for schedule(static)
+        for (int by = 0; by < h2; ++by) {
+            std::fill(acc.begin(), acc.end(), 0u);
+            const int y0 = by * factor, y1 = std::min(h, y0 + factor);
+            for (int y = y0; y < y1; ++y) {
+                // Block by block: no division per pixel.
+                const uint8_t* s = src + size_t(y) * w * channels;
+                uint32_t* a = acc.data();
+                for (int x0 = 0; x0 < w; x0 += factor, a += channels) {
+                    const uint8_t* end = s + size_t(std::min(factor, w - x0)) * channels;
+                    for (; s < end; s += channels)
+                        for (int c = 0; c < channels; ++c) a[c] += s[c];
+                }
             }
-        }
-        uint8_t* d = dst + size_t(by) * w2 * channels;
-        for (int bx = 0; bx < w2; ++bx) {
-            const int x0 = bx * factor, x1 = std::min(w, x0 + factor);
-            const uint32_t count = uint32_t((x1 - x0) * (y1 - y0));
-            for (int c = 0; c < channels; ++c)
-                d[size_t(bx) * channels + c] = uint8_t((acc[size_t(bx) * channels + c] + count / 2) / count);
+            uint8_t* d = dst + size_t(by) * w2 * channels;
+            for (int bx = 0; bx < w2; ++bx) {
+                const int x0 = bx * factor, x1 = std::min(w, x0 + factor);
+                const uint32_t count = uint32_t((x1 - x0) * (y1 - y0));
+                for (int c = 0; c < channels; ++c)
+                    d[size_t(bx) * channels + c] = uint8_t((acc[size_t(bx) * channels + c] + count / 2) / count);
+            }
         }
     }
 }
