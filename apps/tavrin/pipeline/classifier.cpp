@@ -260,6 +260,7 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
     const int paperTolerance = std::max(12, int(std::lround(4 * noise)));
     const size_t n = size_t(c.width) * c.height;
     std::vector<uint8_t> kind(n);
+#pragma omp parallel for schedule(static)
     for (size_t i = 0; i < n; ++i) {
         const bool flat = std::abs(c.mean[i] - c.median[i]) <= flatRange && !thinLine(c, i);
         // At the paper's level, and of its colour once the level is taken out.
@@ -273,6 +274,7 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
     // Dense blocks and their 8-connected areas.
     const int bw = (c.width + kBlock - 1) / kBlock, bh = (c.height + kBlock - 1) / kBlock;
     Plane dense(bw, bh, 0);
+#pragma omp parallel for schedule(static)
     for (int by = 0; by < bh; ++by)
         for (int bx = 0; bx < bw; ++bx) {
             int paperCells = 0, cells = 0;
@@ -289,7 +291,8 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
     // Marks: cells with a strong edge inside, dark on light or light on
     // dark. Their 8-connected shapes are letter-sized in text (words, at
     // this scale) and tiny in a starry sky or a speckled texture.
-    Plane markCells(c.width, c.height, 0);
+    Plane markCells(c.width, c.height);
+#pragma omp parallel for schedule(static)
     for (size_t i = 0; i < n; ++i) {
         const int deviation = std::abs(c.mean[i] - c.median[i]);
         markCells.data[i] = deviation >= kMarkContrast || thinLine(c, i);
@@ -298,9 +301,10 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
     std::vector<uint8_t> letterSized(marks.count);
     for (int m = 0; m < marks.count; ++m)
         letterSized[m] = marks.boxes[m].height() >= kLetterMin && marks.boxes[m].height() <= kLetterMax;
-    std::vector<int> markOf(n, 0);
+    // Whether each mark cell's shape is letter-sized (other cells: undefined, never read).
+    Plane inLetter(c.width, c.height);
     for (const Run& r : marks.runs)
-        for (int x = r.x0; x <= r.x1; ++x) markOf[size_t(r.y) * c.width + x] = r.component;
+        std::fill_n(inLetter.row(r.y) + r.x0, r.x1 - r.x0 + 1, letterSized[r.component]);
 
     // Statistics of each area over its cells.
     std::vector<Area> stats(areas.count);
@@ -316,7 +320,7 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
                 s.edge += 1;
                 if (markCells.data[i]) {
                     s.marks += 1;
-                    s.letters += letterSized[markOf[i]];
+                    s.letters += inLetter.data[i];
                 }
             } else if (kind[i] == kToneCell) {
                 s.toneN += 1;
@@ -334,16 +338,14 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
                 const auto& q = c.rgb[i];
                 toneBins[a].push_back(uint32_t(q[0] >> 3) << 10 | uint32_t(q[1] >> 3) << 5 | uint32_t(q[2] >> 3));
             }
+        // Counted in one table of every bin, emptied again after each area.
+        std::vector<uint32_t> binCount(size_t(1) << 15, 0), counts;
         for (int a = 0; a < areas.count; ++a) {
-            std::vector<uint32_t>& b = toneBins[a];
-            std::sort(b.begin(), b.end());
-            std::vector<uint32_t> counts;
-            for (size_t i = 0; i < b.size();) {
-                size_t j = i;
-                while (j < b.size() && b[j] == b[i]) ++j;
-                counts.push_back(uint32_t(j - i));
-                i = j;
-            }
+            const std::vector<uint32_t>& b = toneBins[a];
+            for (uint32_t bin : b) ++binCount[bin];
+            counts.clear();
+            for (uint32_t bin : b)
+                if (binCount[bin]) counts.push_back(binCount[bin]), binCount[bin] = 0;
             std::sort(counts.rbegin(), counts.rend());
             uint64_t covered = 0;
             int bins = 0;
@@ -404,6 +406,7 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
         for (size_t i = 0; i < pictureBlocks.data.size(); ++i) pictureBlocks.data[i] = !outside.data[i];
     }
     out.markedCells = Plane(c.width, c.height);
+#pragma omp parallel for schedule(static)
     for (int cy = 0; cy < c.height; ++cy)
         for (int cx = 0; cx < c.width; ++cx) {
             out.pictureCells.row(cy)[cx] = pictureBlocks.row(cy / kBlock)[cx / kBlock] ? kPhoto : 0;
@@ -413,6 +416,7 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
     // Inked: a mark, or far from the paper's level either way (the strokes
     // of bold type, a dark banner behind light type, a chart's bars).
     Plane inkedCells(c.width, c.height);
+#pragma omp parallel for schedule(static)
     for (size_t i = 0; i < n; ++i) inkedCells.data[i] = markCells.data[i] || std::abs(c.mean[i] - c.paper[i]) >= kMarkContrast;
     for (const Rect& r : drawingBoxes(marks, inkedCells))
         for (int cy = r.y0; cy <= r.y1; ++cy)
@@ -421,7 +425,7 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
 
     // The attribute map.
     const Plane half = reducePlane(gray, 2);
-    out.attributes = Plane(half.width, half.height, 0);
+    out.attributes = Plane(half.width, half.height);
 #pragma omp parallel for schedule(static)
     for (int y = 0; y < half.height; ++y) {
         const int cy = std::min(c.height - 1, y / 2);
@@ -432,11 +436,12 @@ Classification classifyPage(const Page& page, const Plane& gray, const PageMeasu
         uint8_t* a = out.attributes.row(y);
         for (int x = 0; x < half.width; ++x) {
             const int cx = std::min(c.width - 1, x / 2);
-            if (pic[cx]) {
+            if (pic[cx])
                 a[x] = kPictureAttribute;
-            } else if (bg[cx] - ink[cx] >= kInkContrast && 2 * g[x] < bg[cx] + ink[cx]) {
+            else if (bg[cx] - ink[cx] >= kInkContrast && 2 * g[x] < bg[cx] + ink[cx])
                 a[x] = kHighAttribute;
-            }
+            else
+                a[x] = 0;
         }
     }
     return out;

@@ -10,6 +10,7 @@
 #include "pipeline/app_error.h"
 #include "pipeline/box_fitting.h"
 #include "pipeline/classifier.h"
+#include "pipeline/components.h"
 
 namespace tavrin {
 
@@ -27,35 +28,12 @@ uint16_t resolutionField(double dpi) {
     return uint16_t(std::clamp<long>(std::lround(dpi * 100.0), 1, 65535));
 }
 
-// Connected areas (8-neighbourhood) of a 0/1 mask as inclusive boxes.
+// Connected areas (8-neighbourhood) of a 0/1 mask as inclusive boxes, in
+// the raster order of their first pixels.
 std::vector<Rect> maskBoxes(const uint8_t* mask, int w, int h) {
-    std::vector<uint8_t> seen(size_t(w) * h, 0);
-    std::vector<int> stack;
-    std::vector<Rect> boxes;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const size_t i = size_t(y) * w + x;
-            if (!mask[i] || seen[i]) continue;
-            Rect r{x, y, x, y};
-            seen[i] = 1;
-            stack.push_back(int(i));
-            while (!stack.empty()) {
-                const int p = stack.back();
-                stack.pop_back();
-                const int px = p % w, py = p / w;
-                r.x0 = std::min(r.x0, px), r.x1 = std::max(r.x1, px);
-                r.y0 = std::min(r.y0, py), r.y1 = std::max(r.y1, py);
-                for (int dy = -1; dy <= 1; ++dy)
-                    for (int dx = -1; dx <= 1; ++dx) {
-                        const int nx = px + dx, ny = py + dy;
-                        if (nx < 0 || ny < 0 || nx >= w || ny >= h) continue;
-                        const size_t q = size_t(ny) * w + nx;
-                        if (mask[q] && !seen[q]) seen[q] = 1, stack.push_back(int(q));
-                    }
-            }
-            boxes.push_back(r);
-        }
-    return boxes;
+    Plane plane(w, h);
+    std::copy_n(mask, plane.data.size(), plane.data.data());
+    return findComponents(plane).boxes;
 }
 
 // The kind most of a box's classified cells have; a box the detector found
