@@ -2,9 +2,13 @@
 // a text-only page has no picture, and regions are page rectangles.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "e2e_support.h"
 #include "formats/write_png.h"
 #include "generated_pages.h"
+#include "pipeline/components.h"
 
 using namespace e2e;
 
@@ -126,4 +130,61 @@ TEST(DetectE2E, DumpsAndParameterFile) {
     // The library's dump of the final count: "S,N".
     EXPECT_EQ(readFile(dir + "/dump/pict_count.csv"), jsonField(r.out, "iPictPixelNum") + "," +
                                                           jsonField(r.out, "planePixels") + "\n");
+}
+
+// Run labelling against a flood fill of each pixel's 8 neighbours: the same
+// components (boxes and areas, in the order of their first pixel), and runs
+// that cover exactly the set pixels. Widths around the eight bytes read at
+// once, set values other than 1, dense and sparse masks, and one large
+// enough to be cut into two bands.
+TEST(Components, RunsAndUnionsEqualAFloodFill) {
+    struct Case { int w, h, percent; };
+    for (const Case& c : {Case{1, 9, 50}, Case{7, 5, 60}, Case{8, 8, 90}, Case{9, 6, 30}, Case{63, 40, 45},
+                          Case{700, 400, 8}, Case{700, 400, 70}}) {
+        tavrin::Plane mask(c.w, c.h);
+        uint32_t seed = 99u + uint32_t(c.w);
+        const uint8_t setValues[3] = {1, 255, 128};
+        for (uint8_t& v : mask.data) {
+            seed = seed * 1103515245u + 12345u;
+            v = int(seed >> 16) % 100 < c.percent ? setValues[(seed >> 8) % 3] : 0;
+        }
+        const tavrin::Components got = tavrin::findComponents(mask);
+        std::vector<int> label(mask.data.size(), -1);
+        std::vector<tavrin::Rect> boxes;
+        std::vector<int64_t> areas;
+        for (int y = 0; y < c.h; ++y)
+            for (int x = 0; x < c.w; ++x) {
+                if (!mask.row(y)[x] || label[size_t(y) * c.w + x] >= 0) continue;
+                const int id = int(boxes.size());
+                tavrin::Rect box{x, y, x, y};
+                int64_t area = 0;
+                std::vector<std::pair<int, int>> todo{{x, y}};
+                label[size_t(y) * c.w + x] = id;
+                while (!todo.empty()) {
+                    const auto [px, py] = todo.back();
+                    todo.pop_back();
+                    ++area, box = box.unite({px, py, px, py});
+                    for (int dy = -1; dy <= 1; ++dy)
+                        for (int dx = -1; dx <= 1; ++dx) {
+                            const int nx = px + dx, ny = py + dy;
+                            if (nx < 0 || ny < 0 || nx >= c.w || ny >= c.h || !mask.row(ny)[nx]) continue;
+                            int& l = label[size_t(ny) * c.w + nx];
+                            if (l < 0) l = id, todo.push_back({nx, ny});
+                        }
+                }
+                boxes.push_back(box), areas.push_back(area);
+            }
+        SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h << ", " << c.percent << "% set");
+        ASSERT_EQ(got.count, int(boxes.size()));
+        for (int i = 0; i < got.count; ++i) {
+            const tavrin::Rect& b = got.boxes[i];
+            EXPECT_EQ(std::vector<int>({b.x0, b.y0, b.x1, b.y1}),
+                      std::vector<int>({boxes[i].x0, boxes[i].y0, boxes[i].x1, boxes[i].y1})) << "component " << i;
+            EXPECT_EQ(got.area[i], areas[i]) << "component " << i;
+        }
+        std::vector<int> covered(mask.data.size(), -1);
+        for (const tavrin::Run& r : got.runs)
+            for (int x = r.x0; x <= r.x1; ++x) covered[size_t(r.y) * c.w + x] = r.component;
+        EXPECT_EQ(covered, label);
+    }
 }

@@ -1,5 +1,6 @@
 #include "pipeline/components.h"
 
+#include <cstring>
 #include <numeric>
 
 namespace tavrin {
@@ -16,26 +17,56 @@ void join(std::vector<int>& parent, int a, int b) {
     if (a != b) parent[std::max(a, b)] = std::min(a, b);  // the earlier run stays the root
 }
 
+uint64_t load8(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+
+bool hasZeroByte(uint64_t v) { return ((v - 0x0101010101010101ull) & ~v & 0x8080808080808080ull) != 0; }
+
+constexpr size_t kSideBySideFrom = size_t(1) << 18;  // pixels; smaller masks stay on one thread
+
+// The runs of rows [y0, y1) appended to `runs`, each row's first run's
+// index (counted from the band's start) in `rowStart`.
+void appendRuns(const Plane& mask, int y0, int y1, std::vector<Run>& runs, size_t* rowStart) {
+    const int w = mask.width;
+    for (int y = y0; y < y1; ++y) {
+        rowStart[y] = runs.size();
+        const uint8_t* m = mask.row(y);
+        for (int x = 0; x < w;) {
+            // Eight bytes at a time over the gaps and along the runs.
+            while (x + 8 <= w && load8(m + x) == 0) x += 8;
+            while (x < w && !m[x]) ++x;
+            if (x == w) break;
+            Run r;
+            r.y = y, r.x0 = x;
+            while (x + 8 <= w && !hasZeroByte(load8(m + x))) x += 8;
+            while (x < w && m[x]) ++x;
+            r.x1 = x - 1;
+            runs.push_back(r);
+        }
+    }
+}
+
 }  // namespace
 
 Components findComponents(const Plane& mask) {
     Components c;
     std::vector<size_t> rowStart(size_t(mask.height) + 1, 0);
-    for (int y = 0; y < mask.height; ++y) {
-        rowStart[y] = c.runs.size();
-        const uint8_t* m = mask.row(y);
-        for (int x = 0; x < mask.width;) {
-            if (!m[x]) {
-                ++x;
-                continue;
-            }
-            Run r;
-            r.y = y, r.x0 = x;
-            while (x < mask.width && m[x]) ++x;
-            r.x1 = x - 1;
-            c.runs.push_back(r);
-        }
+    // The rows in two bands side by side, then the second band's runs after
+    // the first's.
+    const int half = mask.height / 2;
+    std::vector<Run> lower;
+#pragma omp parallel sections if (mask.data.size() >= kSideBySideFrom)
+    {
+#pragma omp section
+        appendRuns(mask, 0, half, c.runs, rowStart.data());
+#pragma omp section
+        appendRuns(mask, half, mask.height, lower, rowStart.data());
     }
+    for (int y = half; y < mask.height; ++y) rowStart[y] += c.runs.size();
+    c.runs.insert(c.runs.end(), lower.begin(), lower.end());
     rowStart[mask.height] = c.runs.size();
 
     std::vector<int> parent(c.runs.size());

@@ -1,6 +1,7 @@
 // Connected components (8-neighbourhood) of a 0/1 plane, as runs.
 //
-// Method: the set pixels of each row are cut into runs; a run joins every
+// Method: the set pixels of each row are cut into runs (eight bytes at a
+// time, the two halves of a large plane side by side); a run joins every
 // run of the row above that it touches, counting diagonal contact, through
 // a union-find over run indices; the components are then numbered in the
 // order of their first run (raster order). No per-pixel label plane is
