@@ -18,18 +18,28 @@ struct Level {
     std::vector<float, DefaultInitAllocator<float>> weight;
 };
 
+// Sums of 2 x 2 pixels, gathered in the raster order of the finer level
+// (the same float sums as adding each fine pixel into its coarse one in turn).
 Level coarser(const Level& f) {
     Level c;
     c.width = (f.width + 1) / 2;
     c.height = (f.height + 1) / 2;
     c.channels = f.channels;
-    c.sum.assign(size_t(c.width) * c.height * c.channels, 0.f);
-    c.weight.assign(size_t(c.width) * c.height, 0.f);
-    for (int y = 0; y < f.height; ++y)
-        for (int x = 0; x < f.width; ++x) {
-            const size_t i = size_t(y) * f.width + x, j = size_t(y / 2) * c.width + x / 2;
-            c.weight[j] += f.weight[i];
-            for (int k = 0; k < f.channels; ++k) c.sum[j * c.channels + k] += f.sum[i * f.channels + k];
+    c.sum.resize(size_t(c.width) * c.height * c.channels);
+    c.weight.resize(size_t(c.width) * c.height);
+#pragma omp parallel for schedule(static)
+    for (int cy = 0; cy < c.height; ++cy)
+        for (int cx = 0; cx < c.width; ++cx) {
+            const size_t j = size_t(cy) * c.width + cx;
+            float weight = 0.f, sum[3] = {0.f, 0.f, 0.f};
+            for (int y = 2 * cy; y < std::min(f.height, 2 * cy + 2); ++y)
+                for (int x = 2 * cx; x < std::min(f.width, 2 * cx + 2); ++x) {
+                    const size_t i = size_t(y) * f.width + x;
+                    weight += f.weight[i];
+                    for (int k = 0; k < f.channels; ++k) sum[k] += f.sum[i * f.channels + k];
+                }
+            c.weight[j] = weight;
+            for (int k = 0; k < c.channels; ++k) c.sum[j * c.channels + k] = sum[k];
         }
     return c;
 }
@@ -38,12 +48,14 @@ Level coarser(const Level& f) {
 // data there; returns per-pixel means in `mean`.
 void fillHoles(const Level& f, std::vector<float, DefaultInitAllocator<float>>& mean) {
     const size_t n = size_t(f.width) * f.height;
-    mean.assign(n * f.channels, 255.f);
+    mean.resize(n * f.channels);
     bool holes = false;
+#pragma omp parallel for schedule(static) reduction(|| : holes)
     for (size_t i = 0; i < n; ++i) {
         if (f.weight[i] > 0) {
             for (int k = 0; k < f.channels; ++k) mean[i * f.channels + k] = f.sum[i * f.channels + k] / f.weight[i];
         } else {
+            for (int k = 0; k < f.channels; ++k) mean[i * f.channels + k] = 255.f;
             holes = true;
         }
     }
@@ -51,6 +63,7 @@ void fillHoles(const Level& f, std::vector<float, DefaultInitAllocator<float>>& 
     const Level c = coarser(f);
     std::vector<float, DefaultInitAllocator<float>> coarseMean;
     fillHoles(c, coarseMean);
+#pragma omp parallel for schedule(static)
     for (int y = 0; y < f.height; ++y)
         for (int x = 0; x < f.width; ++x) {
             const size_t i = size_t(y) * f.width + x;
@@ -60,44 +73,52 @@ void fillHoles(const Level& f, std::vector<float, DefaultInitAllocator<float>>& 
         }
 }
 
-// Sums of the kept pixels (keep[x] != 0) of one row of blocks of `area`.
+// A thread's rows for summing blocks: the kept pixels of a page row and
+// the sums down the block row so far, per column (and channel).
+struct BlockRowScratch {
+    std::vector<uint8_t> keep;
+    std::vector<uint32_t> columnWeight, columnSum;
+};
+
+// Sums of the usable pixels of one row of blocks of `area`, the excluded
+// rectangles left out: first down the columns, in loops along whole rows,
+// then across each block.
 template <int CH>
-void accumulateBlockRow(const Page& page, const Plane& keep, const Rect& area, int factor, int by, Level& base) {
-    std::vector<uint32_t> sum(size_t(base.width) * CH, 0u), weight(base.width, 0u);
+void accumulateBlockRow(const Page& page, const Plane& usable, const std::vector<Rect>& excluded, const Rect& area,
+                        int factor, int by, Level& base, BlockRowScratch& scratch) {
+    const int width = area.width();
+    std::vector<uint8_t>& keep = scratch.keep;
+    std::vector<uint32_t>& weight = scratch.columnWeight;
+    std::vector<uint32_t>& sum = scratch.columnSum;
+    keep.resize(width);
+    weight.assign(width, 0u);
+    sum.assign(size_t(width) * CH, 0u);
     const int y1 = std::min(area.height(), (by + 1) * factor);
     for (int y = by * factor; y < y1; ++y) {
-        const uint8_t* s = page.row(area.y0 + y) + size_t(area.x0) * CH;
-        const uint8_t* k = keep.row(y);
-        for (int bx = 0; bx < base.width; ++bx) {
-            const int x0 = bx * factor, x1 = std::min(area.width(), x0 + factor);
-            uint32_t w = 0, acc[CH] = {};
-            for (int x = x0; x < x1; ++x) {
-                const uint32_t use = k[x];
-                w += use;
-                for (int c = 0; c < CH; ++c) acc[c] += use * s[x * CH + c];
-            }
-            weight[bx] += w;
-            for (int c = 0; c < CH; ++c) sum[size_t(bx) * CH + c] += acc[c];
+        const int py = area.y0 + y;
+        const uint8_t* u = usable.row(py) + area.x0;
+        std::copy(u, u + width, keep.begin());
+        for (const Rect& r : excluded) {
+            const Rect c = r.intersect(area);
+            if (!c.empty() && py >= c.y0 && py <= c.y1)
+                std::fill(keep.begin() + (c.x0 - area.x0), keep.begin() + (c.x1 - area.x0 + 1), uint8_t(0));
         }
+        const uint8_t* s = page.row(py) + size_t(area.x0) * CH;
+        for (int x = 0; x < width; ++x) weight[x] += keep[x];
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < CH; ++c) sum[size_t(x) * CH + c] += uint32_t(keep[x]) * s[size_t(x) * CH + c];
     }
     for (int bx = 0; bx < base.width; ++bx) {
+        const int x0 = bx * factor, x1 = std::min(width, x0 + factor);
+        uint32_t w = 0, acc[CH] = {};
+        for (int x = x0; x < x1; ++x) {
+            w += weight[x];
+            for (int c = 0; c < CH; ++c) acc[c] += sum[size_t(x) * CH + c];
+        }
         const size_t i = size_t(by) * base.width + bx;
-        base.weight[i] = float(weight[bx]);
-        for (int c = 0; c < CH; ++c) base.sum[i * CH + c] = float(sum[size_t(bx) * CH + c]);
+        base.weight[i] = float(w);
+        for (int c = 0; c < CH; ++c) base.sum[i * CH + c] = float(acc[c]);
     }
-}
-
-// The usable pixels of `area`, excluded rectangles taken out.
-Plane keptPixels(const Plane& usable, const std::vector<Rect>& excluded, const Rect& area) {
-    Plane keep(area.width(), area.height());
-    for (int y = 0; y < keep.height; ++y)
-        std::copy(usable.row(area.y0 + y) + area.x0, usable.row(area.y0 + y) + area.x1 + 1, keep.row(y));
-    for (const Rect& r : excluded) {
-        const Rect c = r.intersect(area);
-        for (int y = c.y0; y <= c.y1; ++y)
-            std::fill(keep.row(y - area.y0) + c.x0 - area.x0, keep.row(y - area.y0) + c.x1 - area.x0 + 1, uint8_t(0));
-    }
-    return keep;
 }
 
 Page halved(const Page& p) {
@@ -215,19 +236,22 @@ Page buildBackground(const Page& page, const Plane& usable, const std::vector<Re
                      int factor, const PaperMap& paper, int flatten, BlockMeans* blocks) {
     const int ch = page.channels;
     const Rect area = wanted.intersect({0, 0, page.width - 1, page.height - 1});
-    const Plane keep = keptPixels(usable, excluded, area);
     Level base;
     base.width = (area.width() + factor - 1) / factor;
     base.height = (area.height() + factor - 1) / factor;
     base.channels = ch;
     base.sum.resize(size_t(base.width) * base.height * ch);
     base.weight.resize(size_t(base.width) * base.height);
-#pragma omp parallel for schedule(static)
-    for (int by = 0; by < base.height; ++by) {
-        if (ch == 3)
-            accumulateBlockRow<3>(page, keep, area, factor, by, base);
-        else
-            accumulateBlockRow<1>(page, keep, area, factor, by, base);
+#pragma omp parallel
+    {
+        BlockRowScratch scratch;
+#pragma omp for schedule(static)
+        for (int by = 0; by < base.height; ++by) {
+            if (ch == 3)
+                accumulateBlockRow<3>(page, usable, excluded, area, factor, by, base, scratch);
+            else
+                accumulateBlockRow<1>(page, usable, excluded, area, factor, by, base, scratch);
+        }
     }
     std::vector<float, DefaultInitAllocator<float>> mean;
     fillHoles(base, mean);
@@ -240,28 +264,45 @@ Page buildBackground(const Page& page, const Plane& usable, const std::vector<Re
     bg.pixels.resize(mean.size());
     if (blocks) {
         blocks->means = bg;
+#pragma omp parallel for schedule(static)
         for (size_t i = 0; i < mean.size(); ++i) blocks->means.pixels[i] = uint8_t(std::clamp(mean[i] + 0.5f, 0.f, 255.f));
         blocks->known = Plane(bg.width, bg.height);
         for (size_t i = 0; i < blocks->known.data.size(); ++i) blocks->known.data[i] = base.weight[i] > 0;
     }
-#pragma omp parallel for schedule(static)
-    for (int y = 0; y < bg.height; ++y) {
-        const int py = std::min(area.y1, area.y0 + y * factor + factor / 2);
-        for (int x = 0; x < bg.width; ++x) {
-            const size_t i = (size_t(y) * bg.width + x) * ch;
-            const int px = std::min(area.x1, area.x0 + x * factor + factor / 2);
-            const std::array<uint8_t, 3> paperHere = paper.colourAt(px, py, ch);
-            // Within `flatten` of the paper: paper; beyond twice that: the
-            // block itself; a blend between, so no edge appears.
-            float want[3], off = 0;
-            for (int c = 0; c < ch; ++c) {
-                want[c] = float(paperHere[c]);
-                off = std::max(off, std::abs(mean[i + c] - want[c]));
+    // Blocks whose centre lies on the page; the last may reach past it.
+    int centred = 0;
+    while (centred < bg.width && area.x0 + centred * factor + factor / 2 <= area.x1) ++centred;
+#pragma omp parallel
+    {
+        std::vector<uint8_t> paperLevels(bg.width);
+#pragma omp for schedule(static) nowait
+        for (int y = 0; y < bg.height; ++y) {
+            const int py = std::min(area.y1, area.y0 + y * factor + factor / 2);
+            // The paper's level at each block's centre, along the row at once.
+            paper.grayAlong(py, area.x0 + factor / 2, factor, centred, paperLevels.data());
+            for (int x = centred; x < bg.width; ++x) paperLevels[x] = uint8_t(paper.grayAt(area.x1, py));
+            for (int x = 0; x < bg.width; ++x) {
+                const size_t i = (size_t(y) * bg.width + x) * ch;
+                const int px = std::min(area.x1, area.x0 + x * factor + factor / 2);
+                const std::array<uint8_t, 3> paperHere = paper.colourAt(px, py, ch, paperLevels[x]);
+                // Within `flatten` of the paper: paper; beyond twice that: the
+                // block itself; a blend between, so no edge appears.
+                float want[3], off = 0;
+                for (int c = 0; c < ch; ++c) {
+                    want[c] = float(paperHere[c]);
+                    off = std::max(off, std::abs(mean[i + c] - want[c]));
+                }
+                // Paper, the common case, without the division: off / flatten
+                // is at most 1 exactly when off is at most flatten.
+                if (flatten > 0 && off <= float(flatten)) {
+                    for (int c = 0; c < ch; ++c) bg.pixels[i + c] = paperHere[c];
+                    continue;
+                }
+                const float keepShare = flatten > 0 ? std::clamp(off / flatten - 1.f, 0.f, 1.f) : 1.f;
+                for (int c = 0; c < ch; ++c)
+                    bg.pixels[i + c] =
+                        uint8_t(std::clamp(want[c] + (mean[i + c] - want[c]) * keepShare + 0.5f, 0.f, 255.f));
             }
-            const float keepShare = flatten > 0 ? std::clamp(off / flatten - 1.f, 0.f, 1.f) : 1.f;
-            for (int c = 0; c < ch; ++c)
-                bg.pixels[i + c] =
-                    uint8_t(std::clamp(want[c] + (mean[i + c] - want[c]) * keepShare + 0.5f, 0.f, 255.f));
         }
     }
     return bg;

@@ -117,13 +117,7 @@ int PaperMap::grayAt(int x, int y) const {
 }
 
 std::array<uint8_t, 3> PaperMap::colourAt(int x, int y, int channels) const {
-    const std::array<uint8_t, 3>& t =
-        colour[size_t(std::min(rows - 1, y / tile)) * columns + std::min(columns - 1, x / tile)];
-    const int level = grayAt(x, y);
-    const int tileGray = channels == 3 ? (77 * t[0] + 150 * t[1] + 29 * t[2] + 128) >> 8 : t[0];
-    std::array<uint8_t, 3> out{};
-    for (int c = 0; c < channels; ++c) out[c] = uint8_t(std::clamp(t[c] + level - tileGray, 0, 255));
-    return out;
+    return colourAt(x, y, channels, grayAt(x, y));
 }
 
 void PaperMap::grayAlong(int y, int x, int step, int count, uint8_t* out) const {

@@ -11,6 +11,7 @@
 #ifndef TAVRIN_APP_PAPER_H
 #define TAVRIN_APP_PAPER_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -36,6 +37,15 @@ struct PaperMap {
     // The paper's colour at (x, y): the smooth gray level with the tile's
     // tint (`channels` 1 or 3 of the result are set).
     std::array<uint8_t, 3> colourAt(int x, int y, int channels) const;
+    // The same, given grayAt(x, y) already.
+    std::array<uint8_t, 3> colourAt(int x, int y, int channels, int level) const {
+        const std::array<uint8_t, 3>& t =
+            colour[size_t(std::min(rows - 1, y / tile)) * columns + std::min(columns - 1, x / tile)];
+        const int tileGray = channels == 3 ? (77 * t[0] + 150 * t[1] + 29 * t[2] + 128) >> 8 : t[0];
+        std::array<uint8_t, 3> out{};
+        for (int c = 0; c < channels; ++c) out[c] = uint8_t(std::clamp(t[c] + level - tileGray, 0, 255));
+        return out;
+    }
     // The gray level at `count` points of row y: x, x + step, ...
     void grayAlong(int y, int x, int step, int count, uint8_t* out) const;
 };
