@@ -130,6 +130,7 @@ Page halved(const Page& p) {
     h.dpiY = p.dpiY / 2;
     h.pixels.resize(h.pixelCount() * h.channels);
     const int ch = p.channels;
+#pragma omp parallel for schedule(static)
     for (int y = 0; y < h.height; ++y) {
         const uint8_t* a = p.row(2 * y);
         const uint8_t* b = p.row(std::min(2 * y + 1, p.height - 1));
@@ -153,6 +154,9 @@ bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int max
     const int limit = tolerance << 16;
     Plane beyond(fine.width, fine.height, 0);
     bool any = false;
+    // Rows side by side; without spots allowed the first pixel beyond ends
+    // the row, and the answer.
+#pragma omp parallel for schedule(static) reduction(|| : any)
     for (int y = 0; y < fine.height; ++y) {
         const uint8_t* a = coarse.row(down.first[y]);
         const uint8_t* b = coarse.row(down.second[y]);
@@ -165,14 +169,14 @@ bool enlargesWithin(const Page& coarse, const Page& fine, int tolerance, int max
             for (int c = 0; c < ch; ++c) {
                 const int top = a[i0 + c] * (256 - wx) + a[i1 + c] * wx;
                 const int bottom = b[i0 + c] * (256 - wx) + b[i1 + c] * wx;
-                if (std::abs(top * (256 - wy) + bottom * wy - (f[x * ch + c] << 16)) > limit) {
-                    if (maxSpot <= 0) return false;
+                if (std::abs(top * (256 - wy) + bottom * wy - (f[x * ch + c] << 16)) > limit)
                     beyond.row(y)[x] = 1, any = true;
-                }
             }
+            if (any && maxSpot <= 0) break;
         }
     }
     if (!any) return true;
+    if (maxSpot <= 0) return false;
     const Components spots = findComponents(beyond);
     return std::all_of(spots.boxes.begin(), spots.boxes.end(),
                        [&](const Rect& b) { return b.width() <= maxSpot && b.height() <= maxSpot; });

@@ -20,10 +20,17 @@ LightLettering findLightLettering(const Plane& gray, const std::vector<Rect>& pi
     const int darkBelow = paperLevel / 2;
     Plane dark(gray.width, gray.height);
     size_t darkCount = 0;
-    for (size_t i = 0; i < gray.data.size(); ++i) dark.data[i] = uint8_t(gray.data[i] < darkBelow);
-    for (const Rect& p : pictures)
-        for (int y = p.y0; y <= p.y1; ++y) std::fill(dark.row(y) + p.x0, dark.row(y) + p.x1 + 1, uint8_t(0));
-    for (uint8_t d : dark.data) darkCount += d;
+#pragma omp parallel for schedule(static) reduction(+ : darkCount)
+    for (int y = 0; y < gray.height; ++y) {
+        const uint8_t* g = gray.row(y);
+        uint8_t* d = dark.row(y);
+        for (int x = 0; x < gray.width; ++x) d[x] = uint8_t(g[x] < darkBelow);
+        for (const Rect& p : pictures)
+            if (y >= p.y0 && y <= p.y1) std::fill(d + p.x0, d + p.x1 + 1, uint8_t(0));
+        uint32_t rowCount = 0;
+        for (int x = 0; x < gray.width; ++x) rowCount += d[x];
+        darkCount += rowCount;
+    }
     if (double(darkCount) < kMinFieldFill * minArea) return out;  // the common page: no field can be there
 
     const Components comps = findComponents(dark);
