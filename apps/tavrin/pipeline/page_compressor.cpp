@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <memory>
 
 #include "pipeline/background.h"
 #include "pipeline/layer_encoders.h"
@@ -100,40 +102,51 @@ EncodedPage compressPage(const Page& page, const CompressSettings& s, PictureDet
     out.background = encodeImage(bg, s.backgroundQuality, backgroundJpeg, label + ": background");
     out.background.box = wholePage;
 
-    // Pictures side by side when there are several (each searches its
-    // resolutions on one thread), else the resolutions of the one side by side.
+    // The pictures' searches share the team, each resolution of each picture
+    // a job; drawings kept in layers and the text masks' MMR streams (the
+    // encoder works on one thread: its file store is not shared) are jobs
+    // among them.
     out.pictures.resize(pictures.size());
-    const auto encode = [&](size_t i) {
+    std::vector<std::unique_ptr<PictureSearch>> searches(pictures.size());
+    std::vector<PictureSearch*> searching;
+    std::vector<std::function<void()>> besides;
+    for (size_t i = 0; i < pictures.size(); ++i) {
         const Rect& box = pictures[i];
         const std::string what = label + ": picture " + std::to_string(i + 1);
         if (layered(rep.detection.kinds[i], s)) {
-            // The drawing's paper and fills; its lines are in the masks.
-            const int factor = backgroundFactor(dpi, std::max(s.picture.minDpi, 1.0));
-            EncodedImage image = encodeImage(buildBackground(page, usable, {}, box, factor, paper, s.flatten),
-                                             s.graphicQuality, jpeg, what);
-            image.box = box;
-            out.pictures[i] = std::move(image);
+            besides.push_back([&, i, box, what] {
+                // The drawing's paper and fills; its lines are in the masks.
+                const int factor = backgroundFactor(dpi, std::max(s.picture.minDpi, 1.0));
+                EncodedImage image = encodeImage(buildBackground(page, usable, {}, box, factor, paper, s.flatten),
+                                                 s.graphicQuality, jpeg, what);
+                image.box = box;
+                out.pictures[i] = std::move(image);
+            });
         } else {
-            out.pictures[i] = encodePicture(page, box, dpi, s.picture, jpeg, what);
+            searches[i] = std::make_unique<PictureSearch>(page, box, dpi, s.picture, jpeg, what);
+            if (searches[i]->resolutions() > 0)
+                searching.push_back(searches[i].get());
+            else  // a fixed quality: one encoding, a job of its own
+                besides.push_back([&, i] { out.pictures[i] = searches[i]->result(); });
         }
-    };
-    if (pictures.size() > 1)
-        runEach(pictures.size(), encode);
-    else if (!pictures.empty())
-        encode(0);
-
-    const uint16_t xr = resolutionField100(text.dpiX), yr = resolutionField100(text.dpiY);
-    for (size_t i = 0; i < text.masks.size(); ++i) {
-        TextMask m = text.masks[i];
-        EncodedLayer layer;
-        layer.mmr = encodeMmr(m.packed, text.width, text.height, xr, yr,
-                              label + ": text mask " + std::to_string(i + 1));
-        layer.width = text.width;
-        layer.height = text.height;
-        layer.colour = m.colour;
-        layer.pixels = m.pixels;
-        out.layers.push_back(std::move(layer));
     }
+    const uint16_t xr = resolutionField100(text.dpiX), yr = resolutionField100(text.dpiY);
+    besides.push_back([&] {
+        for (size_t i = 0; i < text.masks.size(); ++i) {
+            TextMask m = text.masks[i];
+            EncodedLayer layer;
+            layer.mmr = encodeMmr(m.packed, text.width, text.height, xr, yr,
+                                  label + ": text mask " + std::to_string(i + 1));
+            layer.width = text.width;
+            layer.height = text.height;
+            layer.colour = m.colour;
+            layer.pixels = m.pixels;
+            out.layers.push_back(std::move(layer));
+        }
+    });
+    searchPictures(searching, besides);
+    for (size_t i = 0; i < pictures.size(); ++i)
+        if (searches[i] && searches[i]->resolutions() > 0) out.pictures[i] = searches[i]->result();
     return out;
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "pipeline/app_error.h"
@@ -62,11 +63,6 @@ bool decodeInto(const std::string& jpeg, Page* out) {
     return true;
 }
 
-
-struct Trial {
-    EncodedImage image;
-    double mse = 0;
-};
 
 // The JPEG of `small` at `quality` and its error against `small`.
 Trial encodeAndMeasure(const Page& small, int quality, const JpegSettings& jpeg, const std::string& what) {
@@ -156,88 +152,93 @@ double meanSquaredError(const Page& a, const Page& b) {
     return double(sum) / double(n);
 }
 
-EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, const PictureSettings& s,
-                           const JpegSettings& jpeg, const std::string& what) {
-    const Page crop = cropPage(page, box);
-    const auto reduced = [&](double dpi) {
-        const double scale = std::min(1.0, dpi / pageDpi);
-        return resizePage(crop, std::max(1, int(std::lround(crop.width * scale))),
-                          std::max(1, int(std::lround(crop.height * scale))));
-    };
-    const auto finish = [&](EncodedImage image) {
-        if (jpeg.flate) {
-            image.data = wrapFlate(image.data, what);
-            image.flate = true;
-        }
-        image.box = box;
-        return image;
-    };
-    if (s.quality > 0 || crop.pixelCount() < size_t(kSmallPicturePixels)) {
-        JpegSettings plain = jpeg;
-        plain.flate = false;
-        return finish(encodeImage(reduced(s.minDpi), s.quality > 0 ? s.quality : kSmallPictureQuality, plain, what));
-    }
-
-    std::vector<double> dpis = {pageDpi};
+PictureSearch::PictureSearch(const Page& page, const Rect& box, double pageDpi, const PictureSettings& s,
+                             const JpegSettings& jpeg, std::string what)
+    : crop_(cropPage(page, box)), box_(box), pageDpi_(pageDpi), settings_(s), jpeg_(jpeg), what_(std::move(what)) {
+    if (s.quality > 0 || crop_.pixelCount() < size_t(kSmallPicturePixels)) return;  // no search
+    dpis_ = {pageDpi};
     for (double d : kStandardDpis)
-        if (d < pageDpi && d > s.minDpi) dpis.push_back(d);
-    if (s.minDpi < pageDpi) dpis.push_back(s.minDpi);
-    const double targetMse = 255.0 * 255.0 / std::pow(10.0, s.targetPsnr / 10);
-    const double budget = kMaxBytesPerSquareInch * crop.pixelCount() / (pageDpi * pageDpi);
+        if (d < pageDpi && d > s.minDpi) dpis_.push_back(d);
+    if (s.minDpi < pageDpi) dpis_.push_back(s.minDpi);
+    targetMse_ = 255.0 * 255.0 / std::pow(10.0, s.targetPsnr / 10);
+    smalls_.resize(dpis_.size());
+    downMses_.resize(dpis_.size());
+    good_.resize(dpis_.size());
+    reached_.assign(dpis_.size(), 0);
+}
 
-    // The resolutions are searched side by side; the choice among them is
-    // made in a fixed order, so the result does not depend on the threads.
-    std::vector<Page> smalls(dpis.size());
-    std::vector<double> downMses(dpis.size());
-    runEach(dpis.size(), [&](size_t k) {
-        smalls[k] = reduced(dpis[k]);
-        downMses[k] = smalls[k].width == crop.width && smalls[k].height == crop.height
-                          ? 0
-                          : reductionError(smalls[k], crop, kErrorRowStep);
-    });
-    // Per resolution: the lowest quality within kQualityStep of reaching the
-    // target, if any does.
-    std::vector<Trial> good(dpis.size());
-    std::vector<char> reached(dpis.size(), 0);
-    runEach(dpis.size(), [&](size_t k) {
-        const Page& small = smalls[k];
-        const double downMse = downMses[k];
-        if (downMse >= targetMse) return;
-        // Bisection within [lo, hi]; the top quality is tried only when
-        // nothing below it was good enough.
-        int lo = kMinQuality, hi = s.maxQuality;
-        while (hi - lo > kQualityStep) {
-            const int mid = (lo + hi) / 2;
-            Trial t = encodeAndMeasure(small, mid, jpeg, what);
-            if (downMse + t.mse <= targetMse)
-                hi = mid, good[k] = std::move(t), reached[k] = 1;
-            else
-                lo = mid;
-        }
-        if (!reached[k]) {
-            good[k] = encodeAndMeasure(small, s.maxQuality, jpeg, what);
-            reached[k] = downMse + good[k].mse <= targetMse;
-        }
-    });
+Page PictureSearch::reduced(double dpi) const {
+    const double scale = std::min(1.0, dpi / pageDpi_);
+    return resizePage(crop_, std::max(1, int(std::lround(crop_.width * scale))),
+                      std::max(1, int(std::lround(crop_.height * scale))));
+}
+
+EncodedImage PictureSearch::finished(EncodedImage image) const {
+    if (jpeg_.flate) {
+        image.data = wrapFlate(image.data, what_);
+        image.flate = true;
+    }
+    image.box = box_;
+    return image;
+}
+
+void PictureSearch::measure(size_t k) {
+    smalls_[k] = reduced(dpis_[k]);
+    downMses_[k] = smalls_[k].width == crop_.width && smalls_[k].height == crop_.height
+                       ? 0
+                       : reductionError(smalls_[k], crop_, kErrorRowStep);
+}
+
+// The lowest quality within kQualityStep of reaching the target, if any does.
+void PictureSearch::search(size_t k) {
+    const Page& small = smalls_[k];
+    const double downMse = downMses_[k];
+    if (downMse >= targetMse_) return;
+    // Bisection within [lo, hi]; the top quality is tried only when nothing
+    // below it was good enough.
+    int lo = kMinQuality, hi = settings_.maxQuality;
+    while (hi - lo > kQualityStep) {
+        const int mid = (lo + hi) / 2;
+        Trial t = encodeAndMeasure(small, mid, jpeg_, what_);
+        if (downMse + t.mse <= targetMse_)
+            hi = mid, good_[k] = std::move(t), reached_[k] = 1;
+        else
+            lo = mid;
+    }
+    if (!reached_[k]) {
+        good_[k] = encodeAndMeasure(small, settings_.maxQuality, jpeg_, what_);
+        reached_[k] = downMse + good_[k].mse <= targetMse_;
+    }
+}
+
+EncodedImage PictureSearch::result() {
+    if (dpis_.empty()) {
+        JpegSettings plain = jpeg_;
+        plain.flate = false;
+        const int quality = settings_.quality > 0 ? settings_.quality : kSmallPictureQuality;
+        return finished(encodeImage(reduced(settings_.minDpi), quality, plain, what_));
+    }
+    const double budget = kMaxBytesPerSquareInch * crop_.pixelCount() / (pageDpi_ * pageDpi_);
     Trial best;
     bool found = false;
-    // Lowest resolution first: on a tie in size it wins.
-    for (size_t k = dpis.size(); k-- > 0;)
-        if (reached[k] && (!found || good[k].image.data.size() < best.image.data.size()))
-            best = std::move(good[k]), found = true;
-    if (found && best.image.data.size() <= budget) return finish(std::move(best.image));
+    // Lowest resolution first: on a tie in size it wins. The choice is made
+    // in a fixed order, so it does not depend on the threads.
+    for (size_t k = dpis_.size(); k-- > 0;)
+        if (reached_[k] && (!found || good_[k].image.data.size() < best.image.data.size()))
+            best = std::move(good_[k]), found = true;
+    if (found && best.image.data.size() <= budget) return finished(std::move(best.image));
     // Out of reach at a sensible size (a halftone screen, grain finer than
     // JPEG keeps cheaply): the closest to the target within the budget, the
     // highest quality that fits at each resolution.
-    std::vector<Trial> fits(dpis.size());
-    runEach(dpis.size(), [&](size_t k) {
-        int lo = kMinQuality, hi = s.maxQuality;
+    std::vector<Trial> fits(dpis_.size());
+    runEach(dpis_.size(), [&](size_t k) {
+        int lo = kMinQuality, hi = settings_.maxQuality;
         Trial& fit = fits[k];
-        fit = encodeAndMeasure(smalls[k], lo, jpeg, what);
+        fit = encodeAndMeasure(smalls_[k], lo, jpeg_, what_);
         if (fit.image.data.size() > budget) return;
         while (hi - lo > 2) {
             const int mid = (lo + hi) / 2;
-            Trial t = encodeAndMeasure(smalls[k], mid, jpeg, what);
+            Trial t = encodeAndMeasure(smalls_[k], mid, jpeg_, what_);
             if (t.image.data.size() <= budget)
                 lo = mid, fit = std::move(t);
             else
@@ -246,9 +247,36 @@ EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, co
     });
     Trial closest;
     double closestMse = 1e300;
-    for (size_t k = 0; k < dpis.size(); ++k)
-        if (downMses[k] + fits[k].mse < closestMse) closestMse = downMses[k] + fits[k].mse, closest = std::move(fits[k]);
-    return finish(std::move(closest.image));
+    for (size_t k = 0; k < dpis_.size(); ++k)
+        if (downMses_[k] + fits[k].mse < closestMse) closestMse = downMses_[k] + fits[k].mse, closest = std::move(fits[k]);
+    return finished(std::move(closest.image));
+}
+
+void searchPictures(std::vector<PictureSearch*>& searches, const std::vector<std::function<void()>>& besides) {
+    // Jobs of all the pictures at once, the largest resolutions first, so
+    // that the threads finish close together.
+    std::vector<std::pair<PictureSearch*, size_t>> jobs;
+    for (size_t k = 0;; ++k) {
+        const size_t before = jobs.size();
+        for (PictureSearch* p : searches)
+            if (k < p->resolutions()) jobs.push_back({p, k});
+        if (jobs.size() == before) break;
+    }
+    runEach(jobs.size(), [&](size_t j) { jobs[j].first->measure(jobs[j].second); });
+    runEach(jobs.size() + besides.size(), [&](size_t j) {
+        if (j < jobs.size())
+            jobs[j].first->search(jobs[j].second);
+        else
+            besides[j - jobs.size()]();
+    });
+}
+
+EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, const PictureSettings& s,
+                           const JpegSettings& jpeg, const std::string& what) {
+    PictureSearch search(page, box, pageDpi, s, jpeg, what);
+    std::vector<PictureSearch*> one{&search};
+    searchPictures(one, {});
+    return search.result();
 }
 
 }  // namespace tavrin

@@ -15,7 +15,9 @@
 #ifndef TAVRIN_APP_PICTURE_LAYER_H
 #define TAVRIN_APP_PICTURE_LAYER_H
 
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "pipeline/encoded_page.h"
 #include "pipeline/layer_encoders.h"
@@ -30,7 +32,48 @@ struct PictureSettings {
     int maxQuality = 92;       // the search's upper end
 };
 
-// `page` at `pageDpi`; `box` in page pixels.
+// A candidate JPEG and its error against the picture it codes.
+struct Trial {
+    EncodedImage image;
+    double mse = 0;
+};
+
+// One picture's search in steps that may run side by side with those of
+// other pictures: measure(k), then search(k), for each resolution k, then
+// result(). `page` at `pageDpi`; `box` in page pixels.
+class PictureSearch {
+public:
+    PictureSearch(const Page& page, const Rect& box, double pageDpi, const PictureSettings& settings,
+                  const JpegSettings& jpeg, std::string what);
+    // 0 when there is nothing to search (a fixed quality, a small picture).
+    size_t resolutions() const { return dpis_.size(); }
+    void measure(size_t k);  // the reduction to resolution k and its error
+    void search(size_t k);   // the lowest quality that reaches the target there
+    EncodedImage result();   // the choice among the resolutions (or the closest within budget)
+
+private:
+    Page reduced(double dpi) const;
+    EncodedImage finished(EncodedImage image) const;
+
+    Page crop_;
+    Rect box_;
+    double pageDpi_;
+    PictureSettings settings_;
+    JpegSettings jpeg_;
+    std::string what_;
+    std::vector<double> dpis_;  // the page's resolution first, then lower ones
+    double targetMse_ = 0;
+    std::vector<Page> smalls_;
+    std::vector<double> downMses_;
+    std::vector<Trial> good_;
+    std::vector<char> reached_;
+};
+
+// The measuring and searching steps of all `searches` on the team, the
+// largest resolutions first; `besides` are further jobs run among them.
+void searchPictures(std::vector<PictureSearch*>& searches, const std::vector<std::function<void()>>& besides);
+
+// One picture alone.
 EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, const PictureSettings& settings,
                            const JpegSettings& jpeg, const std::string& what);
 
