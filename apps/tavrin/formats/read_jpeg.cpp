@@ -60,11 +60,29 @@ J_COLOR_SPACE outputSpace(const jpeg_decompress_struct& cinfo) {
     return JCS_RGB;
 }
 
-// Rows [first, last) into `out` (rows of `rowBytes`), the trailer checked
-// when `last` is the final row. Free of objects with destructors because of
-// longjmp.
-bool decodeRows(const uint8_t* data, size_t size, int first, int last, uint8_t* out, size_t rowBytes,
-                ErrorManager* err) {
+// What the decoder that read to the end saw: the resolution and the Adobe
+// marker may come between the scans of a multi-scan file.
+struct Trailer {
+    int densityUnit = 0, xDensity = 0, yDensity = 0;
+    bool adobe = false;
+};
+
+bool tryResize(Bytes* pixels, size_t bytes) {
+    try {
+        pixels->resize(bytes);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+// Rows [first, last) into `pixels` (rows of `rowBytes`); the decoder that
+// reaches the last row checks the trailer and fills `trailer`. `pixels` is
+// sized here, once the decoder has started (so that a damaged file is
+// reported as damaged before its size is asked for), unless it is already.
+// Free of objects with destructors because of longjmp.
+bool decodeRows(const uint8_t* data, size_t size, int first, int last, Bytes* pixels, size_t bytes,
+                size_t rowBytes, Trailer* trailer, bool* outOfMemory, ErrorManager* err) {
     jpeg_decompress_struct cinfo;
     prepare(&cinfo, err, data, size);
     if (setjmp(err->jump)) {
@@ -74,24 +92,31 @@ bool decodeRows(const uint8_t* data, size_t size, int first, int last, uint8_t* 
     jpeg_read_header(&cinfo, TRUE);
     cinfo.out_color_space = outputSpace(cinfo);
     jpeg_start_decompress(&cinfo);
+    if (pixels->size() != bytes && !tryResize(pixels, bytes)) {
+        *outOfMemory = true;
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
     if (first > 0) jpeg_skip_scanlines(&cinfo, JDIMENSION(first));
     while (int(cinfo.output_scanline) < last) {
-        JSAMPROW row = out + size_t(cinfo.output_scanline) * rowBytes;
+        JSAMPROW row = pixels->data() + size_t(cinfo.output_scanline) * rowBytes;
         jpeg_read_scanlines(&cinfo, &row, 1);
     }
-    if (cinfo.output_scanline == cinfo.output_height) jpeg_finish_decompress(&cinfo);
+    if (cinfo.output_scanline == cinfo.output_height) {
+        trailer->densityUnit = cinfo.density_unit;
+        trailer->xDensity = cinfo.X_density;
+        trailer->yDensity = cinfo.Y_density;
+        trailer->adobe = cinfo.saw_Adobe_marker;
+        jpeg_finish_decompress(&cinfo);
+    }
     jpeg_destroy_decompress(&cinfo);
     return true;
 }
 
-struct Header {
-    int width = 0, height = 0, components = 0;
-    bool cmyk = false, inverted = false, splittable = false;
-    int unitRows = 0;  // rows of one row of coding units
-};
-
-// The header alone: size, colour, resolution. Free of objects with destructors.
-bool readHeader(const uint8_t* data, size_t size, Page* page, Header* h, ErrorManager* err) {
+// Whether the decoder starts: the errors a start raises (a missing table,
+// an unsupported conversion) come before the page's memory is asked for.
+// Free of objects with destructors.
+bool starts(const uint8_t* data, size_t size, ErrorManager* err) {
     jpeg_decompress_struct cinfo;
     prepare(&cinfo, err, data, size);
     if (setjmp(err->jump)) {
@@ -100,26 +125,38 @@ bool readHeader(const uint8_t* data, size_t size, Page* page, Header* h, ErrorMa
     }
     jpeg_read_header(&cinfo, TRUE);
     cinfo.out_color_space = outputSpace(cinfo);
+    jpeg_start_decompress(&cinfo);
+    jpeg_destroy_decompress(&cinfo);
+    return true;
+}
+
+struct Header {
+    int width = 0, height = 0, components = 0;
+    bool cmyk = false, splittable = false;
+    int unitRows = 0;  // rows of one row of coding units
+};
+
+// The header alone: size and colour. Free of objects with destructors.
+bool readHeader(const uint8_t* data, size_t size, Page* page, Header* h, ErrorManager* err) {
+    jpeg_decompress_struct cinfo;
+    prepare(&cinfo, err, data, size);
+    if (setjmp(err->jump)) {
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
+    jpeg_read_header(&cinfo, TRUE);
+    page->width = int(cinfo.image_width);
+    page->height = int(cinfo.image_height);
+    cinfo.out_color_space = outputSpace(cinfo);
     jpeg_calc_output_dimensions(&cinfo);
     h->width = int(cinfo.output_width);
     h->height = int(cinfo.output_height);
     h->components = cinfo.output_components;
     h->cmyk = cinfo.out_color_space == JCS_CMYK;
-    // Adobe writes CMYK inverted (0 = full ink).
-    h->inverted = h->cmyk && cinfo.saw_Adobe_marker;
     // A progressive file is read whole before its first row: nothing to share.
     h->splittable = !jpeg_has_multiple_scans(&cinfo);
     h->unitRows = cinfo.max_v_samp_factor * DCTSIZE;
-    page->width = h->width;
-    page->height = h->height;
     page->channels = h->components == 1 ? 1 : 3;
-    if (cinfo.density_unit == 1) {
-        page->dpiX = cinfo.X_density;
-        page->dpiY = cinfo.Y_density;
-    } else if (cinfo.density_unit == 2) {
-        page->dpiX = dpiFromMetric(cinfo.X_density, 2.54);
-        page->dpiY = dpiFromMetric(cinfo.Y_density, 2.54);
-    }
     jpeg_destroy_decompress(&cinfo);
     return true;
 }
@@ -143,35 +180,49 @@ Page decodeJpeg(const std::vector<uint8_t>& file, const std::string& path) {
     Page page;
     ErrorManager err[2];
     std::memset(err, 0, sizeof err);
+    const auto damaged = [&](const ErrorManager& e) {
+        if (e.pub.msg_code == JERR_OUT_OF_MEMORY) return AppError(outOfMemory(page, path));
+        return AppError(kExitFormat, path + ": damaged JPEG (" + e.message + ")");
+    };
     Header h;
-    if (!readHeader(file.data(), file.size(), &page, &h, &err[0]))
-        throw AppError(kExitFormat, path + ": damaged JPEG (" + err[0].message + ")");
-    checkPageSize(uint64_t(h.width), uint64_t(h.height), path);
-    Bytes pixels;
-    try {
-        pixels.resize(page.pixelCount() * h.components);
-    } catch (const std::bad_alloc&) {
-        throw AppError(outOfMemory(page, path));
-    }
-    const size_t rowBytes = size_t(h.width) * h.components;
+    if (!readHeader(file.data(), file.size(), &page, &h, &err[0])) throw damaged(err[0]);
+    checkPageSize(uint64_t(page.width), uint64_t(page.height), path);
+    page.width = h.width;
+    page.height = h.height;
+    const size_t rowBytes = size_t(h.width) * h.components, bytes = rowBytes * size_t(h.height);
     int split = h.height;
     if (h.splittable && page.pixelCount() >= kSplitFromPixels)
         split = int(h.height * kFirstPartShare) / h.unitRows * h.unitRows;
-    bool ok[2] = {true, true};
+    Bytes pixels;
+    if (split < h.height) {  // sized before the parts start, once a decoder is known to start
+        if (!starts(file.data(), file.size(), &err[0])) throw damaged(err[0]);
+        if (!tryResize(&pixels, bytes)) throw AppError(outOfMemory(page, path));
+    }
+    Trailer trailer;
+    bool ok[2] = {true, true}, noMemory[2] = {false, false};
     const auto part = [&](size_t k) {
-        ok[k] = k == 0 ? decodeRows(file.data(), file.size(), 0, split, pixels.data(), rowBytes, &err[0])
-                       : decodeRows(file.data(), file.size(), split, h.height, pixels.data(), rowBytes, &err[1]);
+        ok[k] = k == 0 ? decodeRows(file.data(), file.size(), 0, split, &pixels, bytes, rowBytes, &trailer,
+                                    &noMemory[0], &err[0])
+                       : decodeRows(file.data(), file.size(), split, h.height, &pixels, bytes, rowBytes, &trailer,
+                                    &noMemory[1], &err[1]);
     };
     if (split < h.height)
         runEach(2, part);
     else
         part(0);
     for (int k = 0; k < 2; ++k) {
-        if (ok[k]) continue;
-        if (err[k].pub.msg_code == JERR_OUT_OF_MEMORY) throw AppError(outOfMemory(page, path));
-        throw AppError(kExitFormat, path + ": damaged JPEG (" + err[k].message + ")");
+        if (noMemory[k]) throw AppError(outOfMemory(page, path));
+        if (!ok[k]) throw damaged(err[k]);
     }
-    if (h.cmyk) convertCmyk(&pixels, page.pixelCount(), h.inverted);
+    if (trailer.densityUnit == 1) {
+        page.dpiX = trailer.xDensity;
+        page.dpiY = trailer.yDensity;
+    } else if (trailer.densityUnit == 2) {
+        page.dpiX = dpiFromMetric(trailer.xDensity, 2.54);
+        page.dpiY = dpiFromMetric(trailer.yDensity, 2.54);
+    }
+    // Adobe writes CMYK inverted (0 = full ink).
+    if (h.cmyk) convertCmyk(&pixels, page.pixelCount(), trailer.adobe);
     page.pixels = std::move(pixels);
     return page;
 }

@@ -1,6 +1,7 @@
 #include "pipeline/components.h"
 
 #include <cstring>
+#include <exception>
 #include <numeric>
 
 namespace tavrin {
@@ -58,13 +59,28 @@ Components findComponents(const Plane& mask) {
     // the first's.
     const int half = mask.height / 2;
     std::vector<Run> lower;
+    // No exception may leave a parallel region (a run list can be larger
+    // than the plane): each band's is kept and thrown afterwards.
+    std::exception_ptr failed[2];
+    const auto band = [&](int k) {
+        try {
+            if (k == 0)
+                appendRuns(mask, 0, half, c.runs, rowStart.data());
+            else
+                appendRuns(mask, half, mask.height, lower, rowStart.data());
+        } catch (...) {
+            failed[k] = std::current_exception();
+        }
+    };
 #pragma omp parallel sections if (mask.data.size() >= kSideBySideFrom)
     {
 #pragma omp section
-        appendRuns(mask, 0, half, c.runs, rowStart.data());
+        band(0);
 #pragma omp section
-        appendRuns(mask, half, mask.height, lower, rowStart.data());
+        band(1);
     }
+    for (const std::exception_ptr& e : failed)
+        if (e) std::rethrow_exception(e);
     for (int y = half; y < mask.height; ++y) rowStart[y] += c.runs.size();
     c.runs.insert(c.runs.end(), lower.begin(), lower.end());
     rowStart[mask.height] = c.runs.size();

@@ -212,6 +212,14 @@ void PictureSearch::search(size_t k) {
 }
 
 EncodedImage PictureSearch::result() {
+    const EncodedImage image = choose();
+    // The page's other pictures are still to be chosen: this one's crops
+    // and candidates go now.
+    crop_ = Page(), smalls_.clear(), good_.clear();
+    return image;
+}
+
+EncodedImage PictureSearch::choose() {
     if (dpis_.empty()) {
         JpegSettings plain = jpeg_;
         plain.flate = false;

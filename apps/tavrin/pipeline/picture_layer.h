@@ -49,9 +49,10 @@ public:
     size_t resolutions() const { return dpis_.size(); }
     void measure(size_t k);  // the reduction to resolution k and its error
     void search(size_t k);   // the lowest quality that reaches the target there
-    EncodedImage result();   // the choice among the resolutions (or the closest within budget)
+    EncodedImage result();   // the choice among the resolutions (or the closest within budget); once
 
 private:
+    EncodedImage choose();
     Page reduced(double dpi) const;
     EncodedImage finished(EncodedImage image) const;
 
