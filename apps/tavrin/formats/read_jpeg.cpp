@@ -67,6 +67,12 @@ struct Trailer {
     bool adobe = false;
 };
 
+// Called after the caller's setjmp, so that libjpeg's errors land there.
+void readHeaderFor(jpeg_decompress_struct* cinfo) {
+    jpeg_read_header(cinfo, TRUE);
+    cinfo->out_color_space = outputSpace(*cinfo);
+}
+
 bool tryResize(Bytes* pixels, size_t bytes) {
     try {
         pixels->resize(bytes);
@@ -89,8 +95,7 @@ bool decodeRows(const uint8_t* data, size_t size, int first, int last, Bytes* pi
         jpeg_destroy_decompress(&cinfo);
         return false;
     }
-    jpeg_read_header(&cinfo, TRUE);
-    cinfo.out_color_space = outputSpace(cinfo);
+    readHeaderFor(&cinfo);
     jpeg_start_decompress(&cinfo);
     if (pixels->size() != bytes && !tryResize(pixels, bytes)) {
         *outOfMemory = true;
@@ -113,23 +118,6 @@ bool decodeRows(const uint8_t* data, size_t size, int first, int last, Bytes* pi
     return true;
 }
 
-// Whether the decoder starts: the errors a start raises (a missing table,
-// an unsupported conversion) come before the page's memory is asked for.
-// Free of objects with destructors.
-bool starts(const uint8_t* data, size_t size, ErrorManager* err) {
-    jpeg_decompress_struct cinfo;
-    prepare(&cinfo, err, data, size);
-    if (setjmp(err->jump)) {
-        jpeg_destroy_decompress(&cinfo);
-        return false;
-    }
-    jpeg_read_header(&cinfo, TRUE);
-    cinfo.out_color_space = outputSpace(cinfo);
-    jpeg_start_decompress(&cinfo);
-    jpeg_destroy_decompress(&cinfo);
-    return true;
-}
-
 struct Header {
     int width = 0, height = 0, components = 0;
     bool cmyk = false, splittable = false;
@@ -144,10 +132,9 @@ bool readHeader(const uint8_t* data, size_t size, Page* page, Header* h, ErrorMa
         jpeg_destroy_decompress(&cinfo);
         return false;
     }
-    jpeg_read_header(&cinfo, TRUE);
+    readHeaderFor(&cinfo);
     page->width = int(cinfo.image_width);
     page->height = int(cinfo.image_height);
-    cinfo.out_color_space = outputSpace(cinfo);
     jpeg_calc_output_dimensions(&cinfo);
     h->width = int(cinfo.output_width);
     h->height = int(cinfo.output_height);
@@ -194,12 +181,16 @@ Page decodeJpeg(const std::vector<uint8_t>& file, const std::string& path) {
     if (h.splittable && page.pixelCount() >= kSplitFromPixels)
         split = int(h.height * kFirstPartShare) / h.unitRows * h.unitRows;
     Bytes pixels;
-    if (split < h.height) {  // sized before the parts start, once a decoder is known to start
-        if (!starts(file.data(), file.size(), &err[0])) throw damaged(err[0]);
-        if (!tryResize(&pixels, bytes)) throw AppError(outOfMemory(page, path));
-    }
     Trailer trailer;
     bool ok[2] = {true, true}, noMemory[2] = {false, false};
+    if (split < h.height) {
+        // Sized before the parts start, once a decoder is seen to start (no
+        // rows, nothing sized): the errors a start raises, such as a missing
+        // table, come before the page's memory is asked for.
+        if (!decodeRows(file.data(), file.size(), 0, 0, &pixels, 0, rowBytes, &trailer, &noMemory[0], &err[0]))
+            throw damaged(err[0]);
+        if (!tryResize(&pixels, bytes)) throw AppError(outOfMemory(page, path));
+    }
     const auto part = [&](size_t k) {
         ok[k] = k == 0 ? decodeRows(file.data(), file.size(), 0, split, &pixels, bytes, rowBytes, &trailer,
                                     &noMemory[0], &err[0])

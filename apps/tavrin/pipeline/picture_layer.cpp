@@ -279,12 +279,4 @@ void searchPictures(std::vector<PictureSearch*>& searches, const std::vector<std
     });
 }
 
-EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, const PictureSettings& s,
-                           const JpegSettings& jpeg, const std::string& what) {
-    PictureSearch search(page, box, pageDpi, s, jpeg, what);
-    std::vector<PictureSearch*> one{&search};
-    searchPictures(one, {});
-    return search.result();
-}
-
 }  // namespace tavrin

@@ -74,9 +74,6 @@ private:
 // largest resolutions first; `besides` are further jobs run among them.
 void searchPictures(std::vector<PictureSearch*>& searches, const std::vector<std::function<void()>>& besides);
 
-// One picture alone.
-EncodedImage encodePicture(const Page& page, const Rect& box, double pageDpi, const PictureSettings& settings,
-                           const JpegSettings& jpeg, const std::string& what);
 
 // Decodes a baseline JPEG of the library into pixels (gray or RGB).
 Page decodeJpeg(const std::string& jpeg);
